@@ -1,0 +1,51 @@
+// Bulk access to a bit stream for the parsers: what is buffered as a span, looks further ahead than one
+// field, and searches that leave the stream exactly where stepping byte by byte would have left it.
+#ifndef KIVUTILITY_BITSTREAMWINDOW_H
+#define KIVUTILITY_BITSTREAMWINDOW_H
+
+#include "ByteScanner.h"
+#include "KivBitStream.h"
+
+namespace kiv {
+
+// A view of a stream that must outlive it; moving the stream by other means is seen here at once. Searches
+// and Bytes() want the stream at a byte border of its buffer.
+class BitStreamWindow {
+public:
+    explicit BitStreamWindow(CKivBitStream& stream) : m_stream(stream) {}
+
+    // The buffered bytes from the next one on; valid until the stream refills.
+    ByteSpan Bytes() const;
+
+    // Whether the next bit is a byte's first one in the buffer.
+    bool IsByteAligned() const;
+
+    // Makes the next n bytes visible in Bytes(), reading the file again from here where the buffer ends
+    // before that. n: at most 32764. False when the source ends before; a memory block is what it is.
+    bool Reach(std::size_t n);
+
+    // The n bits (0..32) that begin `skip` bits further on, wherever the buffer ends; 0 behind the source's
+    // end. skip + n: at most 65535.
+    unsigned long Peek(unsigned skip, unsigned char n);
+
+    // Moves byte by byte until the next `codeBits` (24 or 32) bits begin with a start code prefix, `maxBytes`
+    // were skipped, or the stream ended. Returns the bytes skipped; BitsEOF() tells of the end.
+    std::size_t SkipToStartCode(unsigned char codeBits, std::size_t maxBytes);
+
+    // Looks at the next codeBits (24 or 32) bits for `code`, a start code or the bare prefix, and moves one
+    // byte on where they differ, until it is found (true; it is not consumed), `budget` positions were
+    // looked at, or the stream ended. budget is counted down by one a byte skipped.
+    bool SeekStartCode(std::uint32_t code, unsigned char codeBits, std::size_t& budget);
+
+    // The same for a single byte.
+    bool SeekByte(std::uint8_t value, std::size_t& budget);
+
+private:
+    CKivBitStream& m_stream;
+
+    template <class Search> std::size_t SkipTo(std::size_t unitBytes, std::size_t maxBytes, Search search);
+};
+
+} // namespace kiv
+
+#endif

@@ -1,0 +1,31 @@
+// The whole exported interface.
+//
+// Core containers: owning strings and string lists, the growable byte buffer, the bit stream reader.
+#ifndef KIVUTILITY_KIVUTILITY_H
+#define KIVUTILITY_KIVUTILITY_H
+
+#include "KivBitStream.h"
+#include "KivDynaBuffer.h"
+#include "KivExport.h"
+#include "KivPlatform.h"
+#include "KivString.h"
+
+// Media identification: the format table, one parser a format, and the manager that picks the parser.
+#include "KivMediaFormat.h"
+#include "MObjASFParser.h"
+#include "MObjAviParser.h"
+#include "MObjH264Parser.h"
+#include "MObjMp3Parser.h"
+#include "MObjMpeg4Parser.h"
+#include "MObjMpgParser.h"
+#include "MObjParser.h"
+#include "MObjParserMgr.h"
+#include "MObjQTParser.h"
+#include "MObjRMParser.h"
+#include "MObjUnknownParser.h"
+
+// Host configuration: the registry, and paths.
+#include "KivPathParser.h"
+#include "KivRegistryMgr.h"
+
+#endif

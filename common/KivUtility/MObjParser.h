@@ -1,0 +1,66 @@
+// The base of every media format parser.
+#ifndef KIVUTILITY_MOBJPARSER_H
+#define KIVUTILITY_MOBJPARSER_H
+
+#include "KivBitStream.h"
+#include "KivExport.h"
+#include "KivMediaFormat.h"
+
+#include <cstdint>
+
+// Recognises one family of formats and measures its files. What was measured stays in the parser until the
+// next ParseFile; what a format or a failed measurement does not tell is 0.
+// One thread at a time; separate parsers work in parallel.
+class KIV_API CMObjBaseParser {
+public:
+    // The bit rate, bits per second, at which the streaming server is configured to send files: the value
+    // "FsBitRate" of "SOFTWARE\Halvorn\KivServer" under HKEY_LOCAL_MACHINE, read on every call, or 1024000
+    // when it is not configured.
+    virtual unsigned long GetRegBitRate();
+
+    // Bytes.
+    virtual unsigned long long GetFileSize();
+
+    // Bits per second.
+    virtual unsigned long GetBitRate();
+
+    // Seconds.
+    virtual float GetDuration();
+
+    // Video frames, or audio frames where there is no video.
+    virtual unsigned long GetFrames();
+
+    virtual Kiv_MEDIA_FORMAT_TYPE GetMediaType();
+    virtual void                  SetMediaType(Kiv_MEDIA_FORMAT_TYPE type);
+
+protected:
+    // Decides whether the stream, read from where it stands, is of this parser's format: its type, or
+    // kKivFmt_Unknown. With quick = 0 it also fills bit rate, frames and duration, and refuses a stream that
+    // it cannot measure where its format says so. The stream is left anywhere.
+    virtual Kiv_MEDIA_FORMAT_TYPE ParseBitStream(CKivBitStream* stream, int quick) = 0;
+
+public:
+    virtual ~CMObjBaseParser() = default;
+
+    // Decides the format and measures nothing. kKivFmt_Unknown for a null stream.
+    Kiv_MEDIA_FORMAT_TYPE QuickCheck(CKivBitStream* s);
+
+    // Decides the format and measures the file. kKivFmt_Unknown for a null stream.
+    Kiv_MEDIA_FORMAT_TYPE ParseFile(CKivBitStream* s);
+
+protected:
+    CMObjBaseParser()                                  = default;
+    CMObjBaseParser(const CMObjBaseParser&)            = default;
+    CMObjBaseParser& operator=(const CMObjBaseParser&) = default;
+
+    // Sets frames, duration in seconds and bit rate in bits per second, each cut to what its field holds.
+    void SetMeasures(double frames, double seconds, double bitsPerSecond);
+
+    unsigned long long    m_fileSize  = 0;
+    std::uint32_t         m_bitRate   = 0;
+    std::uint32_t         m_frames    = 0;
+    float                 m_duration  = 0;
+    Kiv_MEDIA_FORMAT_TYPE m_mediaType = kKivFmt_Unknown;
+};
+
+#endif

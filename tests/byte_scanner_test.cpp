@@ -1,0 +1,57 @@
+// The scanner against a naive loop.
+#include "ByteScanner.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+#include <vector>
+
+namespace {
+
+using Bytes = std::vector<std::uint8_t>;
+
+std::size_t NaiveStartCode(const Bytes& bytes, std::size_t from) {
+    for (std::size_t i = from; i + 2 < bytes.size(); ++i) {
+        if (bytes[i] == 0 && bytes[i + 1] == 0 && bytes[i + 2] == 1) return i;
+    }
+    return bytes.size();
+}
+
+// A lone prefix at every place of spans of every length around the scanner's block, begun at every index: the
+// span is exactly as long as it says, so a stray read is caught.
+TEST(StartCodeScanner, FindsALonePrefixWhereverItLies) {
+    for (std::size_t size = 3; size < 300; size += size < 150 ? 1 : 37) {
+        for (std::size_t place = 0; place + 3 <= size; ++place) {
+            Bytes bytes(size, 0xFF);
+            bytes[place] = bytes[place + 1] = 0;
+            bytes[place + 2]                = 1;
+            for (const std::size_t from : {std::size_t{0}, place / 2, place, place + 1}) {
+                ASSERT_EQ(kiv::FindStartCode(bytes, from), from <= place ? place : size) << size << ' ' << from;
+            }
+        }
+    }
+}
+
+// Bytes of few values make prefixes, near misses and overlaps in every alignment.
+TEST(StartCodeScanner, AgreesWithANaiveLoopOnDenseData) {
+    std::mt19937 random(20260);
+    for (int round = 0; round < 400; ++round) {
+        Bytes bytes(random() % 700);
+        for (auto& byte : bytes) byte = static_cast<std::uint8_t>(random() % (2 + round % 3));
+        for (std::size_t from = 0; from < bytes.size();) {
+            const std::size_t found = kiv::FindStartCode(bytes, from);
+            ASSERT_EQ(found, NaiveStartCode(bytes, from)) << "round " << round << " from " << from;
+            from = found + 1;
+        }
+    }
+}
+
+TEST(StartCodeScanner, FindsNothingInShortSpans) {
+    const Bytes prefix = {0, 0, 1};
+    for (std::size_t size = 0; size < 3; ++size) {
+        EXPECT_EQ(kiv::FindStartCode(Bytes(prefix.begin(), prefix.begin() + static_cast<long>(size)), 0), size);
+    }
+    EXPECT_EQ(kiv::FindByte({}, 0, 0), 0U);
+}
+
+} // namespace
