@@ -26,7 +26,8 @@ TEST(StartCodeScanner, FindsALonePrefixWhereverItLies) {
             bytes[place] = bytes[place + 1] = 0;
             bytes[place + 2]                = 1;
             for (const std::size_t from : {std::size_t{0}, place / 2, place, place + 1}) {
-                ASSERT_EQ(kiv::FindStartCode(bytes, from), from <= place ? place : size) << size << ' ' << from;
+                ASSERT_EQ(kiv::FindStartCode(bytes, from), from <= place ? place : size)
+                    << size << ' ' << from;
             }
         }
     }
@@ -49,7 +50,8 @@ TEST(StartCodeScanner, AgreesWithANaiveLoopOnDenseData) {
 TEST(StartCodeScanner, FindsNothingInShortSpans) {
     const Bytes prefix = {0, 0, 1};
     for (std::size_t size = 0; size < 3; ++size) {
-        EXPECT_EQ(kiv::FindStartCode(Bytes(prefix.begin(), prefix.begin() + static_cast<long>(size)), 0), size);
+        EXPECT_EQ(kiv::FindStartCode(Bytes(prefix.begin(), prefix.begin() + static_cast<long>(size)), 0),
+                  size);
     }
     EXPECT_EQ(kiv::FindByte({}, 0, 0), 0U);
 }

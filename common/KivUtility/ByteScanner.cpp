@@ -27,7 +27,9 @@ std::size_t FindStartCodeSlowly(ByteSpan bytes, std::size_t from) noexcept {
 constexpr std::size_t kVector = 16;
 constexpr std::size_t kBlock  = 4 * kVector; // positions a turn
 
-__m128i Load(const std::uint8_t* at) noexcept { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(at)); }
+__m128i Load(const std::uint8_t* at) noexcept {
+    return _mm_loadu_si128(reinterpret_cast<const __m128i*>(at));
+}
 
 // Bit i is set where a prefix begins at at[i]; reads 18 bytes.
 unsigned PrefixesAt(const std::uint8_t* at) noexcept {
@@ -44,8 +46,8 @@ bool MayHoldPrefix(const std::uint8_t* block) noexcept {
     const auto    isCandidate   = [&](std::size_t vector) {
         return _mm_cmpeq_epi16(_mm_and_si128(Load(block + vector * kVector), keepAllButOne), zero);
     };
-    const __m128i any =
-        _mm_or_si128(_mm_or_si128(isCandidate(0), isCandidate(1)), _mm_or_si128(isCandidate(2), isCandidate(3)));
+    const __m128i any = _mm_or_si128(_mm_or_si128(isCandidate(0), isCandidate(1)),
+                                     _mm_or_si128(isCandidate(2), isCandidate(3)));
     return _mm_movemask_epi8(any) != 0;
 }
 
@@ -83,8 +85,9 @@ std::size_t FindStartCode(ByteSpan bytes, std::size_t from) noexcept {
 std::size_t FindByte(ByteSpan bytes, std::size_t from, std::uint8_t value) noexcept {
     if (from >= bytes.size()) return bytes.size();
     const void* found = std::memchr(&bytes[from], value, bytes.size() - from);
-    return found == nullptr ? bytes.size()
-                            : static_cast<std::size_t>(static_cast<const std::uint8_t*>(found) - bytes.data());
+    return found == nullptr
+               ? bytes.size()
+               : static_cast<std::size_t>(static_cast<const std::uint8_t*>(found) - bytes.data());
 }
 
 } // namespace kiv

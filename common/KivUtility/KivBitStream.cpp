@@ -16,7 +16,9 @@ constexpr std::uint32_t kCarry      = 4;     // bytes of the previous fill kept 
 constexpr unsigned kMaxFieldBits = 32;
 
 // A width of 0 means 32, as callers in the field expect of the two functions on byte arrays.
-unsigned WidthOf(int n) { return kMaxFieldBits - ((kMaxFieldBits - static_cast<unsigned>(n)) % kMaxFieldBits); }
+unsigned WidthOf(int n) {
+    return kMaxFieldBits - ((kMaxFieldBits - static_cast<unsigned>(n)) % kMaxFieldBits);
+}
 
 struct Cover {
     unsigned shift; // bits of the first byte that lie before the field
@@ -112,8 +114,9 @@ int CKivBitStream::BytesJump(unsigned long long offset) {
     m_validBytes   = 0;
     m_bitsConsumed = offset * 8;
     m_readOffset   = offset;
-    const bool can = m_file != nullptr && offset <= static_cast<unsigned long long>(std::numeric_limits<long long>::max());
-    m_endFlag      = can ? 0 : 1;
+    const bool can =
+        m_file != nullptr && offset <= static_cast<unsigned long long>(std::numeric_limits<long long>::max());
+    m_endFlag = can ? 0 : 1;
     return can ? 1 : 0;
 }
 

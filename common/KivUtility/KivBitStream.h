@@ -12,6 +12,7 @@
 
 namespace kiv {
 class BitStreamWindow;
+
 namespace platform {
 class File;
 }
@@ -106,7 +107,7 @@ private:
     unsigned long long                   m_validBytes   = 0; // of the buffer
     unsigned long long                   m_bitsConsumed = 0;
     int                                  m_endFlag      = 1;
-    std::shared_ptr<unsigned char[]>     m_storage;       // of a file source
+    std::shared_ptr<unsigned char[]>     m_storage;        // of a file source
     unsigned long long                   m_readOffset = 0; // in the file, of the next fill
 
     void          Reset();

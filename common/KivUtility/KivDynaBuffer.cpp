@@ -123,7 +123,8 @@ unsigned long CKivDynaBuffer::GetBits(int bitPos, int nBits) const {
     unsigned char bytes[kMaxFieldBytes] = {};
     for (int i = 0; i < kMaxFieldBytes; ++i) {
         const std::int64_t at = (std::int64_t{bitPos} >> 3) + i;
-        if (at >= 0 && at < static_cast<std::int64_t>(m_capacity)) bytes[i] = m_data[static_cast<std::size_t>(at)];
+        if (at >= 0 && at < static_cast<std::int64_t>(m_capacity))
+            bytes[i] = m_data[static_cast<std::size_t>(at)];
     }
     return KivGetBufferBits(bytes, static_cast<unsigned>(bitPos) & 7, nBits);
 }
@@ -139,7 +140,9 @@ bool CKivDynaBuffer::Resize(std::uint64_t n) {
     if (n > kMaxSize) return false;
     std::unique_ptr<unsigned char[]> grown(new (std::nothrow) unsigned char[static_cast<std::size_t>(n)]());
     if (!grown) return false;
-    if (m_data) std::memcpy(grown.get(), m_data.get(), std::min<std::size_t>(static_cast<std::size_t>(n), m_capacity));
+    if (m_data)
+        std::memcpy(grown.get(), m_data.get(),
+                    std::min<std::size_t>(static_cast<std::size_t>(n), m_capacity));
     m_data     = std::move(grown);
     m_capacity = static_cast<std::uint32_t>(n);
     return true;

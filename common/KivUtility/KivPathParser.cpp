@@ -21,7 +21,9 @@ std::size_t ComponentEnd(std::string_view path, std::size_t from) {
 }
 
 // `path` without the name of a file at its end.
-std::string_view FolderOf(std::string_view path) { return path.substr(0, path.find_last_of(kDelimiters) + 1); }
+std::string_view FolderOf(std::string_view path) {
+    return path.substr(0, path.find_last_of(kDelimiters) + 1);
+}
 
 std::size_t DelimitersAt(std::string_view path, std::size_t from) {
     std::size_t end = from;
@@ -42,7 +44,7 @@ CKivString ToKivString(std::string_view text) { return {text.data(), static_cast
 } // namespace
 
 CPathParser::CPathParser(const char* path, int flag) {
-    const std::string_view whole = path == nullptr ? "" : path;
+    const std::string_view whole  = path == nullptr ? "" : path;
     std::string_view       folder = whole;
     if (flag == 0) {
         // a drive's colon ends the folder as a delimiter does: "C:clip.mpg" is a file

@@ -37,12 +37,16 @@ public:
     CKivString& operator+(const char* s);
     CKivString& operator+(const CKivString& other);
     CKivString& operator+(long v);
+
     CKivString& operator+(int v) { return *this + static_cast<long>(v); }
 
     // Compares byte by byte up to the terminator. s must not be null.
     bool operator==(const char* s) const;
+
     bool operator==(const CKivString& other) const { return *this == static_cast<const char*>(other); }
+
     bool operator!=(const char* s) const { return !(*this == s); }
+
     bool operator!=(const CKivString& other) const { return !(*this == other); }
 
     // Stores c at idx. An idx equal to the length overwrites the terminator: the text then has one character
@@ -89,8 +93,11 @@ public:
 
     // Compares unit by unit up to the 0 unit. s must not be null.
     bool operator==(const unsigned short* s) const;
+
     bool operator==(const CKivStringW& other) const { return *this == other.m_units.data(); }
+
     bool operator!=(const unsigned short* s) const { return !(*this == s); }
+
     bool operator!=(const CKivStringW& other) const { return !(*this == other); }
 
     // The text, ending in a 0 unit, never null; valid until the string is changed or destroyed.
@@ -136,7 +143,9 @@ private:
     std::shared_ptr<Items> m_items; // shared by shallow copies; has m_capacity places
     CKivString             m_outOfRange;
 
-    bool Holds(int idx) const { return idx >= 0 && idx < m_count && (*m_items)[static_cast<std::size_t>(idx)]; }
+    bool Holds(int idx) const {
+        return idx >= 0 && idx < m_count && (*m_items)[static_cast<std::size_t>(idx)];
+    }
 };
 
 // Each byte becomes one unit by SIGN extension (0xE9 becomes 0xFFE9); no code page takes part.

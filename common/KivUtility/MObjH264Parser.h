@@ -2,8 +2,8 @@
 #ifndef KIVUTILITY_MOBJH264PARSER_H
 #define KIVUTILITY_MOBJH264PARSER_H
 
-#include "MObjParser.h"
 #include "KivString.h"
+#include "MObjParser.h"
 
 class KIV_API CMObjH264Parser : public CMObjBaseParser {
 public:

@@ -91,7 +91,7 @@ int CMObjMpgBaseParser::ExtractPackHeader(CKivBitStream* s, CKivDynaBuffer* out)
 
 int CMObjMpgBaseParser::ExtractSystemHeader(CKivBitStream* s, CKivDynaBuffer* out, unsigned long& videoCode,
                                             unsigned long& audioCode) {
-    constexpr int kFixedBytes  = 12;
+    constexpr int kFixedBytes = 12;
     constexpr int kEntryBytes = 3;
     PutByteToWriter(s, out, kFixedBytes);
     while (s->ShowBits(1) == 1 && s->BitsEOF() == 0) {
@@ -120,7 +120,8 @@ bool CMObjMpgBaseParser::CopyMpeg1PacketHeader(CKivBitStream* s, CKivDynaBuffer*
 }
 
 // Copies single bytes until `reached`, at most kPacketScanLimit.
-template <class Reached> void CMObjMpgBaseParser::CopyUntil(CKivBitStream* s, CKivDynaBuffer* out, Reached reached) {
+template <class Reached>
+void CMObjMpgBaseParser::CopyUntil(CKivBitStream* s, CKivDynaBuffer* out, Reached reached) {
     for (int i = 0; i < kPacketScanLimit && !reached() && PutByteToWriter(s, out, 1) != 0; ++i) {
     }
 }
@@ -129,7 +130,9 @@ int CMObjMpgBaseParser::ExtractVideoPack(CKivBitStream* s, CKivDynaBuffer* out) 
     PacketLength length;
     if (!CopyPacketStart(s, out, length)) return 0;
     switch (SkipStuffing(s)) {
-    case PacketHeader::Mpeg2: CopyUntil(s, out, [&] { return s->ShowBits(kStartCodeBits) == kSequenceCode; }); break;
+    case PacketHeader::Mpeg2:
+        CopyUntil(s, out, [&] { return s->ShowBits(kStartCodeBits) == kSequenceCode; });
+        break;
     case PacketHeader::Mpeg1:
         if (!CopyMpeg1PacketHeader(s, out)) return 0;
         break;
@@ -191,7 +194,7 @@ int CMObjMpgBaseParser::FindPID4PMT(CKivBitStream* s, CKivDynaBuffer* /*out*/, u
     // transport_error_indicator to adaptation_field_control of a PAT packet, ISO/IEC 13818-1, 2.4.3.2
     constexpr unsigned long kWithAdaptation    = 0x40003;
     constexpr unsigned long kWithoutAdaptation = 0x40001;
-    constexpr unsigned      kPidWithAdaptation = 131; // bits from the sync byte, for an empty adaptation field
+    constexpr unsigned kPidWithAdaptation = 131; // bits from the sync byte, for an empty adaptation field
     // four bytes short of the first program's PID, kept: the headers of streams in service were made so
     constexpr unsigned kPidWithoutAdaptation = 91;
 
@@ -287,4 +290,6 @@ int CMObjMpgSystemParser::getHeader(CKivBitStream* s, unsigned char* dest, int m
 
 int CMObjMpgTransportParser::getHeader(CKivBitStream* /*s*/, CKivDynaBuffer* /*out*/) { return 0; }
 
-int CMObjMpgTransportParser::getHeader(CKivBitStream* /*s*/, unsigned char* /*dest*/, int /*max*/) { return 0; }
+int CMObjMpgTransportParser::getHeader(CKivBitStream* /*s*/, unsigned char* /*dest*/, int /*max*/) {
+    return 0;
+}

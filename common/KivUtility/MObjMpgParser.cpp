@@ -17,7 +17,7 @@ constexpr std::size_t kFirstCodeLimit = 32;
 constexpr std::size_t kSequenceLimit  = 8192;
 constexpr std::size_t kExtensionLimit = 8704;
 
-constexpr int           kLooksOfFindCode = 64000;
+constexpr int           kLooksOfFindCode  = 64000;
 constexpr std::uint8_t  kTypicalMpeg1Pack = 0x21; // '0010' and an SCR near zero
 constexpr int           kVcdTries         = 32768;
 constexpr unsigned long kSkipOneByte      = 8; // bits
@@ -29,7 +29,8 @@ public:
 
     // Whether `code` comes before `limit` positions in all were looked at; the stream is then at the code.
     bool Find(std::uint32_t code, std::size_t limit) {
-        return Within(limit, [&](std::size_t& budget) { return m_window.SeekStartCode(code, kStartCodeBits, budget); });
+        return Within(
+            limit, [&](std::size_t& budget) { return m_window.SeekStartCode(code, kStartCodeBits, budget); });
     }
 
     // The same, and moves behind the code.
@@ -87,8 +88,8 @@ Kiv_MEDIA_FORMAT_TYPE RecognisePackStream(CKivBitStream& stream) {
 
 int CMObjMpgBaseParser::FindCode(CKivBitStream* s, unsigned long code, int nBits, int stepBits) {
     const auto bits = static_cast<unsigned char>(nBits);
-    if (stepBits == 8 && (nBits == kPrefixBits || nBits == kStartCodeBits) && code >> (nBits - kPrefixBits) == kPrefix
-        && BitStreamWindow(*s).IsByteAligned()) {
+    if (stepBits == 8 && (nBits == kPrefixBits || nBits == kStartCodeBits)
+        && code >> (nBits - kPrefixBits) == kPrefix && BitStreamWindow(*s).IsByteAligned()) {
         std::size_t budget = kLooksOfFindCode;
         return BitStreamWindow(*s).SeekStartCode(static_cast<std::uint32_t>(code), bits, budget) ? 1 : 0;
     }
@@ -99,10 +100,10 @@ int CMObjMpgBaseParser::FindCode(CKivBitStream* s, unsigned long code, int nBits
     return 0;
 }
 
-Kiv_MEDIA_FORMAT_TYPE CMObjMpgBaseParser::Conclude(Kiv_MEDIA_FORMAT_TYPE recognised, CKivBitStream* stream, int quick) {
-    const bool accepted =
-        recognised != kKivFmt_Unknown && (quick != 0 || ParseGroupOfPictures(stream) != 0);
-    m_mediaType = accepted ? recognised : kKivFmt_Unknown;
+Kiv_MEDIA_FORMAT_TYPE CMObjMpgBaseParser::Conclude(Kiv_MEDIA_FORMAT_TYPE recognised, CKivBitStream* stream,
+                                                   int quick) {
+    const bool accepted = recognised != kKivFmt_Unknown && (quick != 0 || ParseGroupOfPictures(stream) != 0);
+    m_mediaType         = accepted ? recognised : kKivFmt_Unknown;
     return m_mediaType;
 }
 
@@ -113,7 +114,7 @@ Kiv_MEDIA_FORMAT_TYPE CMObjMpg1VideoParser::ParseBitStream(CKivBitStream* stream
 
 Kiv_MEDIA_FORMAT_TYPE CMObjMpg1VcdParser::ParseBitStream(CKivBitStream* stream, int quick) {
     constexpr unsigned long kRiffSizeBits = 32;
-    const bool wrapped = NextBytesAre(*stream, "RIFF") && stream->SkipBits(kRiffSizeBits) != 0
+    const bool              wrapped = NextBytesAre(*stream, "RIFF") && stream->SkipBits(kRiffSizeBits) != 0
                          && NextBytesAre(*stream, "CDXA");
     return Conclude(wrapped && FindVcdPack(*stream) ? kKivFmt_Mpeg1Vcd : kKivFmt_Unknown, stream, quick);
 }
@@ -128,7 +129,8 @@ Kiv_MEDIA_FORMAT_TYPE CMObjMpgTransportParser::ParseBitStream(CKivBitStream* str
 
 Kiv_MEDIA_FORMAT_TYPE CMObjMpgTransportParser::Recognise(CKivBitStream* stream) {
     CodeSearch search(*stream);
-    if (!search.FindByte(kTransportSync, kFirstCodeLimit) || !AtTransportPackets(stream)) return kKivFmt_Unknown;
+    if (!search.FindByte(kTransportSync, kFirstCodeLimit) || !AtTransportPackets(stream))
+        return kKivFmt_Unknown;
     stream->SkipBits(2 * kTransportPacket * 8);
     if (!search.FindAndSkip(kSequenceCode, kSequenceLimit)) return kKivFmt_Unknown;
     return search.Find(kExtensionCode, kExtensionLimit) ? kKivFmt_Mpeg2Transport : kKivFmt_Mpeg1System;

@@ -27,7 +27,8 @@ protected:
 
     // The system header (ISO/IEC 13818-1, 2.5.3.5), and the start codes of the last video and audio stream
     // that it lists; a code whose kind it does not list stays as it was.
-    int ExtractSystemHeader(CKivBitStream* s, CKivDynaBuffer* out, unsigned long& videoCode, unsigned long& audioCode);
+    int ExtractSystemHeader(CKivBitStream* s, CKivDynaBuffer* out, unsigned long& videoCode,
+                            unsigned long& audioCode);
 
     // A PES packet header of video up to the end of the sequence header in it, its packet length made to
     // match what was copied. 0 for a packet header that no time stamp follows.
@@ -52,8 +53,8 @@ protected:
     // frames, duration and bit rate and returns 1, or returns 0 when the headers span no time.
     int ParseGroupOfPictures(CKivBitStream* s);
 
-    // Ends a ParseBitStream: sets and returns the recognised type, or kKivFmt_Unknown where a full parse cannot
-    // measure the stream.
+    // Ends a ParseBitStream: sets and returns the recognised type, or kKivFmt_Unknown where a full parse
+    // cannot measure the stream.
     Kiv_MEDIA_FORMAT_TYPE Conclude(Kiv_MEDIA_FORMAT_TYPE recognised, CKivBitStream* stream, int quick);
 
     // Whether a transport packet's sync byte is next and those of the two packets behind it follow.

@@ -23,7 +23,8 @@ std::uint32_t Whole(double value) {
 unsigned long CMObjBaseParser::GetRegBitRate() {
     CKivRegistryMgr registry(HKEY_LOCAL_MACHINE);
     unsigned long   bitRate = kDefaultFileBitRate;
-    if (registry.OpenNode(kServerKey, 0) != 0) registry.ReadValue(kBitRateValue, bitRate, kDefaultFileBitRate);
+    if (registry.OpenNode(kServerKey, 0) != 0)
+        registry.ReadValue(kBitRateValue, bitRate, kDefaultFileBitRate);
     return bitRate;
 }
 

@@ -34,10 +34,12 @@ constexpr std::array<MakeParser, 8> kTrials = {
 };
 constexpr std::size_t kTrialsOfChecking = 6;
 
-// A copy of a caller's memory block: a stream over it may overwrite its first bytes and read a byte behind it.
+// A copy of a caller's memory block: a stream over it may overwrite its first bytes and read a byte behind
+// it.
 class BlockCopy {
 public:
-    BlockCopy(const unsigned char* data, int length) : m_length(length), m_bytes(static_cast<std::size_t>(length) + 1) {
+    BlockCopy(const unsigned char* data, int length)
+        : m_length(length), m_bytes(static_cast<std::size_t>(length) + 1) {
         std::copy_n(data, length, m_bytes.begin());
         std::copy_n(data, std::min(length, static_cast<int>(m_start.size())), m_start.begin());
     }
@@ -105,7 +107,8 @@ CMObjBaseParser* CMObjParserMgr::parse(const char* path) {
 }
 
 // Runs the one parser that the extension names, or all by turns.
-CMObjBaseParser* CMObjParserMgr::ParseByExtension(const char* path, const char* extension, CKivBitStream* stream) {
+CMObjBaseParser* CMObjParserMgr::ParseByExtension(const char* path, const char* extension,
+                                                  CKivBitStream* stream) {
     const Kiv_MEDIA_FORMAT_TYPE named = Kiv_GuessFormatTypeByExtension(extension);
     switch (named) {
     case kKivFmt_Asf:

@@ -4,7 +4,8 @@
 #include <CLI/CLI.hpp>
 
 int main(int argc, char** argv) {
-    CLI::App app("Identifies media files and looks after the configuration of media-streaming servers.", "kiv");
+    CLI::App app("Identifies media files and looks after the configuration of media-streaming servers.",
+                 "kiv");
     CLI11_PARSE(app, argc, argv);
     return 0;
 }

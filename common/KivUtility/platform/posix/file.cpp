@@ -13,7 +13,9 @@ std::unique_ptr<File> File::OpenForReading(const char* path) noexcept {
     // O_NONBLOCK: a FIFO without a writer would hold the opening up; it means nothing for a regular file
     const int descriptor = ::open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
     if (descriptor < 0) return nullptr;
-    struct stat           status {};
+
+    struct stat status {};
+
     std::unique_ptr<File> file;
     if (::fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode)) {
         file.reset(new (std::nothrow) File(descriptor, static_cast<std::uint64_t>(status.st_size)));

@@ -39,7 +39,8 @@ std::size_t File::ReadAt(std::uint64_t offset, std::span<unsigned char> into) co
         position.OffsetHigh = static_cast<DWORD>(at >> 32);
         DWORD got           = 0;
         if (::ReadFile(HandleOf(m_handle), into.data() + done, static_cast<DWORD>(into.size() - done), &got,
-                       &position) == 0
+                       &position)
+                == 0
             || got == 0) {
             break;
         }

@@ -1,0 +1,166 @@
+// The parser manager: which parser a file or block gets, who owns it, and what hostile input does to it.
+#include "KivUtility.h"
+
+#include "mpeg_builder.h"
+#include "temp_folder.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <functional>
+#include <memory>
+#include <random>
+
+namespace {
+
+using test::Bytes;
+using test::MpegBuilder;
+
+template <class Parser> bool Is(CMObjBaseParser* parser) { return dynamic_cast<Parser*>(parser) != nullptr; }
+
+Bytes Sample(const char* name) { return test::ReadWholeFile(std::filesystem::path(KIV_SAMPLES_DIR) / name); }
+
+TEST(ParserManager, TheExtensionAloneDecidesForDedicatedParsers) {
+    test::TempFolder folder;
+    CMObjParserMgr   manager;
+    const auto       parse = [&](const char* name) {
+        return manager.parse(folder.Write(name, Sample("text.txt")).c_str());
+    };
+    EXPECT_TRUE(Is<CMObjASFParser>(parse("clip.asf"))
+                && manager.parse(folder.Path("clip.asf").c_str())->GetMediaType() == 8);
+    for (const char* name : {"song.WMA", "clip.wmv"}) EXPECT_EQ(parse(name)->GetMediaType(), 20) << name;
+    EXPECT_TRUE(Is<CMObjRMParser>(parse("clip.RMVB")) && Is<CMObjRMParser>(parse("a.ra")));
+    EXPECT_TRUE(Is<CMObjQTParser>(parse("clip.mov")) && Is<CMObjQTParser>(parse("clip.qt")));
+    EXPECT_TRUE(Is<CMObjH264Parser>(parse("clip.264")));
+    EXPECT_TRUE(Is<CMObjMpeg4Parser>(parse("clip.mp4")));
+    EXPECT_TRUE(Is<CMObjUnknownParser>(parse("clip.mpg")));
+}
+
+TEST(ParserManager, ContentDecidesForAllOthers) {
+    test::TempFolder folder;
+    CMObjParserMgr   manager;
+    for (const auto& [name, type] : {std::pair{"avi-mpeg4-mp3.avi", 7},
+                                     {"mpeg1-video.m1v", 2},
+                                     {"video-cd.dat", 3},
+                                     {"mpeg1-system.mpg", 1},
+                                     {"mpeg2-program.vob", 4},
+                                     {"mpeg2-in-mpeg1-packs.mpg", 12},
+                                     {"mpeg2-transport.ts", 13},
+                                     {"mp3-cbr.mp3", 6},
+                                     {"layer2.mp2", 5},
+                                     {"picture.png", 0}}) {
+        const std::string path = folder.Write("renamed.mpg", Sample(name));
+        EXPECT_EQ(manager.checkFormat(path.c_str()), type) << name;
+        EXPECT_EQ(manager.parse(path.c_str())->GetMediaType(), type) << name;
+        EXPECT_EQ(manager.parse(path.c_str())->GetFileSize(), Sample(name).size());
+        const Bytes block = Sample(name);
+        EXPECT_EQ(manager.checkFormat(block.data(), static_cast<int>(block.size())), type) << name;
+        EXPECT_EQ(manager.parse(block.data(), static_cast<int>(block.size()))->GetMediaType(), type) << name;
+        EXPECT_EQ(block, Sample(name)) << "the caller's block stays as it was";
+    }
+}
+
+TEST(ParserManager, WhatCannotBeOpenedIsUnknownAndUnread) {
+    test::TempFolder folder;
+    CMObjParserMgr   manager;
+    for (CMObjBaseParser* parser :
+         {manager.parse(nullptr, 0), manager.parse(nullptr), manager.parse(folder.Path("none").c_str())}) {
+        ASSERT_TRUE(Is<CMObjUnknownParser>(manager.parse(nullptr)));
+        EXPECT_NE(parser, nullptr);
+        EXPECT_EQ(manager.parse(nullptr)->GetFileSize(), 0U);
+    }
+    const Bytes byte(1, 'x');
+    EXPECT_EQ(manager.parse(byte.data(), 1)->GetFileSize(), 1U);
+    EXPECT_EQ(manager.checkFormat(folder.Write("real.asf", Sample("mpeg1-system.mpg")).c_str()), 0)
+        << "never read";
+    EXPECT_EQ(manager.checkFormat(folder.Write("real.wmv", Sample("mpeg1-system.mpg")).c_str()), 1);
+    EXPECT_EQ(manager.checkFormat(folder.Path("none").c_str()), 0);
+    EXPECT_EQ(manager.checkFormat(nullptr), 0);
+    EXPECT_EQ(manager.checkFormat(nullptr, 5), 0);
+    EXPECT_EQ(manager.checkBitStreamFormat(nullptr), 0);
+}
+
+// An AVI's main header wins over the MPEG codes in its data, video over a pack that follows.
+TEST(ParserManager, TheEarlierParserWinsATie) {
+    Bytes       avi  = Sample("avi-mjpeg-silent.avi");
+    const Bytes mpeg = MpegBuilder().Mpeg1Pack().SystemHeader({}).Sequence().Get();
+    avi.insert(avi.end(), mpeg.begin(), mpeg.end());
+    CMObjParserMgr manager;
+    EXPECT_EQ(manager.checkFormat(avi.data(), static_cast<int>(avi.size())), 7);
+    const Bytes both = MpegBuilder().Add(mpeg).Fill(10).Get(); // the sequence header lies within 32 bytes
+    EXPECT_EQ(manager.checkFormat(both.data(), static_cast<int>(both.size())), 2);
+}
+
+TEST(ParserManager, TheConfiguredBitRateIsReadEachTime) {
+    CMObjUnknownParser parser;
+    CKivRegistryMgr    registry(HKEY_LOCAL_MACHINE);
+    ASSERT_EQ(registry.OpenNode("SOFTWARE\\Halvorn\\KivServer", 1), 1);
+    registry.Delete("FsBitRate");
+    EXPECT_EQ(parser.GetRegBitRate(), 1024000U);
+    ASSERT_EQ(registry.Update("FsBitRate", 4000000L), 1);
+    EXPECT_EQ(parser.GetRegBitRate(), 4000000U);
+    registry.Update("FsBitRate", "fast");
+    EXPECT_EQ(parser.GetRegBitRate(), 1024000U);
+    EXPECT_EQ(registry.Delete("FsBitRate"), 1);
+}
+
+template <class Parser> std::unique_ptr<CMObjBaseParser> Make() { return std::make_unique<Parser>(); }
+
+const std::vector<std::function<std::unique_ptr<CMObjBaseParser>()>> kParsers = {
+    Make<CMObjAviParser>,       Make<CMObjMpg1VideoParser>,    Make<CMObjMpg1VcdParser>,
+    Make<CMObjMpgSystemParser>, Make<CMObjMpgTransportParser>, Make<CMObjMp3Parser>,
+    Make<CMObjMpeg4Parser>,     Make<CMObjH264Parser>,         Make<CMObjASFParser>,
+    Make<CMObjQTParser>,        Make<CMObjRMParser>,           Make<CMObjUnknownParser>};
+
+// Every parser, quick and full, on a block that is exactly as long as it says, but for the byte behind it.
+void ParseWithAll(const Bytes& bytes, std::size_t size) {
+    const auto block = std::make_unique<unsigned char[]>(size + 1);
+    for (const auto& make : kParsers) {
+        for (const bool quick : {true, false}) {
+            std::copy_n(bytes.begin(), size, block.get());
+            CKivBitStream s;
+            s.SourceFromBuffer(block.get(), static_cast<int>(size));
+            const auto parser = make();
+            const int  type   = quick ? parser->QuickCheck(&s) : parser->ParseFile(&s);
+            ASSERT_TRUE(type == 0 || type == parser->GetMediaType());
+        }
+    }
+    CKivBitStream        s;
+    CKivDynaBuffer       header;
+    CMObjMpgSystemParser system;
+    std::copy_n(bytes.begin(), size, block.get());
+    s.SourceFromBuffer(block.get(), static_cast<int>(size));
+    system.getHeader(&s, &header);
+}
+
+// Every cut within the headers, and ever fewer further on. KIV_EVERY_TRUNCATION=1 leaves none out, and takes
+// its time.
+TEST(HostileInput, EveryParserEndsOnTruncatedSamples) {
+    const bool all = std::getenv("KIV_EVERY_TRUNCATION") != nullptr;
+    for (const auto& sample : test::Samples()) {
+        const Bytes bytes = test::ReadWholeFile(sample);
+        for (std::size_t size = 1; size <= bytes.size(); size += all || size < 300 ? 1 : 1 + size / 8)
+            ParseWithAll(bytes, size);
+    }
+}
+
+TEST(HostileInput, EveryParserEndsOnRandomAndDamagedBytes) {
+    std::mt19937 random(5);
+    for (int round = 0; round < 60; ++round) {
+        const Bytes bytes = test::RandomBytes(random, 1 + random() % 20000);
+        ParseWithAll(bytes, bytes.size());
+    }
+    for (const auto& sample : test::Samples()) {
+        Bytes bytes = test::ReadWholeFile(sample);
+        bytes.resize(std::min<std::size_t>(bytes.size(), 12000));
+        for (int round = 0; round < 8 && !bytes.empty(); ++round) {
+            Bytes damaged = bytes;
+            for (int i = 0; i < 20; ++i)
+                damaged[random() % (i < 10 ? std::min<std::size_t>(200, damaged.size()) : damaged.size())] =
+                    static_cast<unsigned char>(random());
+            ParseWithAll(damaged, damaged.size());
+        }
+    }
+}
+
+} // namespace
