@@ -1,0 +1,520 @@
+// The registry of a system that has none: one SQLite file, shared by any number of processes.
+//
+// The file is $KIV_REGISTRY, else /var/lib/kivutility/registry.db for the superuser and
+// $XDG_STATE_HOME/kivutility/registry.db for anybody else. The first write makes it, with the folders it
+// needs; a read never does. What is there already and is not such a store, or is a damaged one, is left
+// alone.
+#include "platform/registrystore.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <exception>
+#include <filesystem>
+#include <memory>
+#include <mutex>
+#include <string_view>
+#include <utility>
+
+#include <fcntl.h>
+#include <pthread.h>
+#include <pwd.h>
+#include <sqlite3.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+// The limits of the Windows registry, so that a tree made here can be carried there.
+constexpr std::size_t kMaxKeyName   = 255;
+constexpr std::size_t kMaxValueName = 16383;
+constexpr int         kMaxDepth     = 512;
+
+// Long enough for a queue of writers that each wait for the disk; only a stopped process uses it up.
+constexpr int kBusyTimeoutMs = 30'000;
+
+constexpr std::int64_t kApplicationId = 0x4B697652; // "KivR", where file(1) finds it too
+constexpr std::int64_t kFormat        = 1;
+
+// The schema keeps the rules by itself: a key with sub-keys is not deleted, values go with their key and
+// cannot outlive it, and an id is never given out twice, so that a key which is open but deleted stays dead.
+constexpr char kSchema[] = R"(
+    CREATE TABLE key (
+        id     INTEGER PRIMARY KEY AUTOINCREMENT,
+        parent INTEGER REFERENCES key ON DELETE RESTRICT,
+        name   TEXT NOT NULL COLLATE NOCASE,
+        UNIQUE (parent, name)
+    ) STRICT;
+    CREATE TABLE value (
+        key  INTEGER NOT NULL REFERENCES key ON DELETE CASCADE,
+        name TEXT NOT NULL COLLATE NOCASE,
+        type INTEGER NOT NULL CHECK (type IN (1, 3, 4)),
+        data BLOB NOT NULL,
+        PRIMARY KEY (key, name)
+    ) STRICT, WITHOUT ROWID;
+    INSERT INTO key (id, name) VALUES (1, 'HKEY_CLASSES_ROOT'), (2, 'HKEY_CURRENT_USER'),
+                                      (3, 'HKEY_LOCAL_MACHINE'), (4, 'HKEY_USERS');
+    PRAGMA application_id = 0x4B697652;
+    PRAGMA user_version = 1;
+)";
+
+// The root's id in that schema; 0 for what is no root.
+std::int64_t RootId(HKEY key) {
+    if (key == HKEY_CLASSES_ROOT) return 1;
+    if (key == HKEY_CURRENT_USER) return 2;
+    if (key == HKEY_LOCAL_MACHINE) return 3;
+    if (key == HKEY_USERS) return 4;
+    return 0;
+}
+
+// One lock for everything below it: the list of stores and all that is done with SQLite. What is behind it is
+// a configuration, and a fork has to find SQLite at rest.
+std::mutex g_lock;
+
+// One SQL statement with its parameters; what it borrows must outlive it.
+class Statement {
+public:
+    template <class... Parameters> Statement(sqlite3* db, const char* sql, const Parameters&... parameters) {
+        if (sqlite3_prepare_v2(db, sql, -1, &m_statement, nullptr) != SQLITE_OK) return;
+        int index = 0;
+        (Bind(++index, parameters), ...);
+    }
+
+    Statement(const Statement&)            = delete;
+    Statement& operator=(const Statement&) = delete;
+
+    ~Statement() { sqlite3_finalize(m_statement); }
+
+    // Moves to the next row; false after the last one and on an error.
+    bool Next() { return sqlite3_step(m_statement) == SQLITE_ROW; }
+
+    // Runs a statement without rows.
+    bool Run() { return sqlite3_step(m_statement) == SQLITE_DONE; }
+
+    std::int64_t Number(int column) const { return sqlite3_column_int64(m_statement, column); }
+
+    std::span<const unsigned char> Bytes(int column) const {
+        const auto* data = static_cast<const unsigned char*>(sqlite3_column_blob(m_statement, column));
+        return {data, static_cast<std::size_t>(sqlite3_column_bytes(m_statement, column))};
+    }
+
+    std::string Text(int column) const {
+        const auto bytes = Bytes(column);
+        return {bytes.begin(), bytes.end()};
+    }
+
+private:
+    void Bind(int index, std::int64_t number) { sqlite3_bind_int64(m_statement, index, number); }
+
+    void Bind(int index, std::string_view text) {
+        sqlite3_bind_text64(m_statement, index, text.data(), text.size(), SQLITE_STATIC, SQLITE_UTF8);
+    }
+
+    void Bind(int index, std::span<const unsigned char> bytes) {
+        // A null address would bind NULL, which is no value, and not the empty one.
+        const void* data = bytes.empty() ? static_cast<const void*>("") : bytes.data();
+        sqlite3_bind_blob64(m_statement, index, data, bytes.size(), SQLITE_STATIC);
+    }
+
+    sqlite3_stmt* m_statement = nullptr; // null is refused by every step
+};
+
+bool Execute(sqlite3* db, const char* sql) {
+    return sqlite3_exec(db, sql, nullptr, nullptr, nullptr) == SQLITE_OK;
+}
+
+std::int64_t Number(sqlite3* db, const char* sql, std::int64_t onFailure) {
+    Statement statement(db, sql);
+    return statement.Next() ? statement.Number(0) : onFailure;
+}
+
+// A change of several statements: all of them or, unless it is committed, none.
+class Transaction {
+public:
+    explicit Transaction(sqlite3* db) : m_db(db), m_open(Execute(db, "BEGIN IMMEDIATE")) {}
+
+    Transaction(const Transaction&)            = delete;
+    Transaction& operator=(const Transaction&) = delete;
+
+    ~Transaction() {
+        if (m_open) Execute(m_db, "ROLLBACK");
+    }
+
+    bool Open() const { return m_open; }
+
+    bool Commit() {
+        if (!Execute(m_db, "COMMIT")) return false;
+        m_open = false;
+        return true;
+    }
+
+private:
+    sqlite3* m_db;
+    bool     m_open;
+};
+
+// Makes the folders above `file` that are missing, each for its owner alone and each safe from a power cut.
+void MakeFolders(const std::string& file) {
+    for (std::size_t slash = file.find('/', 1); slash != std::string::npos;
+         slash             = file.find('/', slash + 1)) {
+        const std::string folder = file.substr(0, slash);
+        if (::mkdir(folder.c_str(), 0700) != 0)
+            continue; // most are there; what is really wrong, the open will tell
+        const int parent = ::open((folder + "/..").c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+        if (parent < 0) continue;
+        ::fsync(parent);
+        ::close(parent);
+    }
+}
+
+enum class State { Ready, Absent, Failed };
+enum class Access { Read, Change, Create }; // the last one also makes a store that is absent
+
+// One store and this process's connection to it, which all its keys share and which opens when it is needed.
+class Store : public std::enable_shared_from_this<Store> {
+public:
+    explicit Store(std::string file) : m_file(std::move(file)) { m_next = std::exchange(s_first, this); }
+
+    Store(const Store&)            = delete;
+    Store& operator=(const Store&) = delete;
+
+    ~Store() {
+        Disconnect();
+        Store** link = &s_first;
+        while (*link != this) link = &(*link)->m_next;
+        *link = m_next;
+    }
+
+    // The store in `file`, the same one for as long as any of its keys is open and the file is not replaced.
+    static std::shared_ptr<Store> At(const std::string& file);
+
+    // Sees to the connection.
+    State Reach(Access access);
+
+    // The connection; null unless Reach found the store ready.
+    sqlite3* Db() const { return m_db; }
+
+private:
+    // Which file a name stands for at the moment.
+    struct Identity {
+        dev_t device;
+        ino_t number;
+        bool  operator==(const Identity&) const = default;
+    };
+
+    void        Disconnect();
+    static void DisconnectAll();
+    bool        Connect(Access access);
+    bool        MayWrite();
+
+    static Store* s_first; // of all stores in use, so that a fork can reach them
+
+    std::string             m_file;
+    std::optional<Identity> m_identity; // once connected: keys are ids in this very file
+    sqlite3*                m_db       = nullptr;
+    bool                    m_mayWrite = false;
+    Store*                  m_next     = nullptr;
+};
+
+Store* Store::s_first = nullptr;
+
+std::shared_ptr<Store> Store::At(const std::string& file) {
+    // SQLite does not survive a fork: the child would take the parent's locks for its own. So no connection
+    // is open while a process forks; parent and child open theirs again when they need them.
+    static const int registered = ::pthread_atfork(
+        [] {
+            g_lock.lock();
+            DisconnectAll();
+        },
+        [] { g_lock.unlock(); }, [] { g_lock.unlock(); });
+    if (registered != 0) return nullptr;
+
+    for (Store* store = s_first; store != nullptr; store = store->m_next) {
+        if (store->m_file == file && store->Reach(Access::Read) != State::Failed)
+            return store->shared_from_this();
+    }
+    return std::make_shared<Store>(file);
+}
+
+void Store::DisconnectAll() {
+    for (Store* store = s_first; store != nullptr; store = store->m_next) store->Disconnect();
+}
+
+void Store::Disconnect() {
+    sqlite3_close(std::exchange(m_db, nullptr));
+    m_mayWrite = false;
+}
+
+State Store::Reach(Access access) {
+    struct stat status {};
+
+    const bool exists = ::stat(m_file.c_str(), &status) == 0;
+    if (!exists && errno != ENOENT) return State::Failed;
+    const bool blank = !exists || (S_ISREG(status.st_mode) && status.st_size == 0);
+
+    // Removed or replaced under us: what would be written now, nobody would read.
+    if (m_identity && (blank || *m_identity != Identity{status.st_dev, status.st_ino})) {
+        Disconnect();
+        return State::Failed;
+    }
+    if (blank && access != Access::Create) return State::Absent;
+    if (m_db == nullptr && !Connect(access)) {
+        Disconnect();
+        return State::Failed;
+    }
+    if (access != Access::Read && !MayWrite()) return State::Failed;
+    return State::Ready;
+}
+
+bool Store::Connect(Access access) {
+    if (access == Access::Create) MakeFolders(m_file);
+    const int flags =
+        SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX | (access == Access::Create ? SQLITE_OPEN_CREATE : 0);
+    if (sqlite3_open_v2(m_file.c_str(), &m_db, flags, nullptr) != SQLITE_OK) return false;
+    if (sqlite3_db_readonly(m_db, "main") != 0)
+        return false; // keys are opened for reading and writing, or not at all
+    sqlite3_busy_timeout(m_db, kBusyTimeoutMs);
+    if (!Execute(m_db, "PRAGMA foreign_keys = ON; PRAGMA trusted_schema = OFF; PRAGMA synchronous = EXTRA"))
+        return false;
+
+    if (access == Access::Create && Number(m_db, "PRAGMA page_count", -1) == 0) {
+        Transaction creation(m_db);
+        const bool  first = creation.Open() && Number(m_db, "PRAGMA page_count", -1) == 0;
+        if (first && !(Execute(m_db, kSchema) && creation.Commit())) return false;
+    }
+    if (Number(m_db, "PRAGMA application_id", 0) != kApplicationId) return false;
+    if (Number(m_db, "PRAGMA user_version", 0) != kFormat) return false;
+
+    struct stat status {};
+
+    if (::stat(m_file.c_str(), &status) != 0) return false;
+    m_identity = {status.st_dev, status.st_ino};
+    return true;
+}
+
+// Looks the store over, once a connection: a write into a damaged one would only spread the damage. After
+// that readers and a writer need not wait for each other; where somebody is in the way of the change of
+// journal, all works without it, and the next connection tries again.
+bool Store::MayWrite() {
+    if (m_mayWrite) return true;
+    Statement check(m_db, "PRAGMA quick_check(1)");
+    m_mayWrite = check.Next() && check.Text(0) == "ok";
+    if (m_mayWrite) Execute(m_db, "PRAGMA journal_mode = WAL");
+    return m_mayWrite;
+}
+
+std::string HomeFolder() {
+    if (const char* home = ::secure_getenv("HOME"); home != nullptr && *home == '/') return home;
+
+    struct passwd  entry {};
+    struct passwd* found = nullptr;
+    char           texts[4096];
+    ::getpwuid_r(::geteuid(), &entry, texts, sizeof texts, &found);
+    return found != nullptr ? found->pw_dir : "";
+}
+
+std::string StateFolder() {
+    if (::geteuid() == 0) return "/var/lib";
+    if (const char* state = ::secure_getenv("XDG_STATE_HOME"); state != nullptr && *state == '/')
+        return state;
+    return HomeFolder() + "/.local/state";
+}
+
+// Absolute, as the working directory may change while a key is open.
+std::string StoreFile() {
+    const char* named = ::secure_getenv("KIV_REGISTRY");
+    if (named == nullptr || *named == '\0') return StateFolder() + "/kivutility/registry.db";
+    return std::filesystem::absolute(named).string();
+}
+
+} // namespace
+
+// An open key. The roots are no objects.
+struct KivRegistryKey {
+    std::shared_ptr<Store> store;
+    std::int64_t           id;
+};
+
+namespace {
+
+// Runs one operation of the seam under the lock; whatever it throws is a failure.
+template <class Result, class Operation> Result Locked(Result onFailure, Operation operation) noexcept {
+    try {
+        const std::lock_guard held(g_lock);
+        return operation();
+    } catch (const std::exception&) {
+        return onFailure;
+    }
+}
+
+// Where an operation starts; nothing for a null key. The caller holds the lock for as long as it has the
+// result.
+std::optional<KivRegistryKey> PlaceOf(HKEY key) {
+    if (key == nullptr) return std::nullopt;
+    const std::int64_t root = RootId(key);
+    if (root == 0) return *key;
+    auto store = Store::At(StoreFile());
+    if (store == nullptr) return std::nullopt;
+    return KivRegistryKey{std::move(store), root};
+}
+
+// The connection for work in `key`; null when there is none to be had.
+sqlite3* Reach(const std::optional<KivRegistryKey>& key, Access access) {
+    return key && key->store->Reach(access) == State::Ready ? key->store->Db() : nullptr;
+}
+
+using Names = std::vector<std::string_view>;
+
+// The names that a path is made of, none for the empty path; nothing for what is no path.
+std::optional<Names> Split(const char* path) {
+    if (path == nullptr || *path == '\\') return std::nullopt;
+    Names names;
+    for (std::string_view rest = path; !rest.empty();) {
+        const auto name = rest.substr(0, rest.find('\\'));
+        rest.remove_prefix(std::min(name.size() + 1, rest.size()));
+        if (name.size() > kMaxKeyName) return std::nullopt;
+        if (!name.empty()) names.push_back(name);
+    }
+    if (names.size() > kMaxDepth) return std::nullopt;
+    return names;
+}
+
+std::optional<std::int64_t> FindChild(sqlite3* db, std::int64_t parent, std::string_view name) {
+    Statement statement(db, "SELECT id FROM key WHERE parent = ? AND name = ?", parent, name);
+    if (!statement.Next()) return std::nullopt;
+    return statement.Number(0);
+}
+
+std::optional<std::int64_t> Find(sqlite3* db, std::int64_t key, const Names& names) {
+    for (const auto name : names) {
+        const auto child = FindChild(db, key, name);
+        if (!child) return std::nullopt;
+        key = *child;
+    }
+    return key;
+}
+
+std::optional<std::int64_t> FindOrMake(sqlite3* db, std::int64_t key, const Names& names) {
+    Transaction all(db);
+    if (!all.Open()) return std::nullopt;
+    for (const auto name : names) {
+        auto child = FindChild(db, key, name);
+        if (!child) {
+            if (!Statement(db, "INSERT INTO key (parent, name) VALUES (?, ?)", key, name).Run())
+                return std::nullopt;
+            child = sqlite3_last_insert_rowid(db);
+        }
+        key = *child;
+    }
+    return all.Commit() ? std::optional(key) : std::nullopt;
+}
+
+// Runs a change of one row; false when it failed or there was no such row.
+template <class... Parameters> bool Change(sqlite3* db, const char* sql, const Parameters&... parameters) {
+    return Statement(db, sql, parameters...).Run() && sqlite3_changes(db) == 1;
+}
+
+std::string_view ValueName(const char* name) { return name != nullptr ? name : ""; }
+
+std::vector<std::string> NamesIn(HKEY key, const char* sql) noexcept {
+    return Locked(std::vector<std::string>{}, [&] {
+        std::vector<std::string> names;
+        const auto               place = PlaceOf(key);
+        if (sqlite3* db = Reach(place, Access::Read)) {
+            Statement statement(db, sql, place->id);
+            while (statement.Next()) names.push_back(statement.Text(0));
+        }
+        return names;
+    });
+}
+
+} // namespace
+
+namespace kiv::platform {
+
+HKEY OpenKey(HKEY root, const char* path) noexcept {
+    return Locked(HKEY{}, [&]() -> HKEY {
+        const auto place = PlaceOf(root);
+        const auto names = Split(path);
+        if (!place || !names) return nullptr;
+        const State state = place->store->Reach(Access::Read);
+        // Where there is no store yet, a root is there and empty, as it is in a new store.
+        if (state == State::Absent && names->empty()) return new KivRegistryKey(*place);
+        if (state != State::Ready) return nullptr;
+        const auto id = Find(place->store->Db(), place->id, *names);
+        return id ? new KivRegistryKey{place->store, *id} : nullptr;
+    });
+}
+
+HKEY CreateKey(HKEY root, const char* path) noexcept {
+    return Locked(HKEY{}, [&]() -> HKEY {
+        const auto place = PlaceOf(root);
+        const auto names = Split(path);
+        sqlite3*   db    = names ? Reach(place, Access::Create) : nullptr;
+        const auto id    = db != nullptr ? FindOrMake(db, place->id, *names) : std::nullopt;
+        return id ? new KivRegistryKey{place->store, *id} : nullptr;
+    });
+}
+
+bool CloseKey(HKEY key) noexcept {
+    return Locked(false, [&] {
+        if (key != nullptr && RootId(key) == 0) delete key;
+        return key != nullptr;
+    });
+}
+
+bool DeleteKey(HKEY parent, const char* path) noexcept {
+    return Locked(false, [&] {
+        const auto place = PlaceOf(parent);
+        const auto names = Split(path);
+        sqlite3*   db    = names ? Reach(place, Access::Change) : nullptr;
+        const auto id    = db != nullptr ? Find(db, place->id, *names) : std::nullopt;
+        return id && Change(db, "DELETE FROM key WHERE id = ? AND parent IS NOT NULL", *id);
+    });
+}
+
+std::optional<RegistryValue> ReadValue(HKEY key, const char* name, std::span<unsigned char> out) noexcept {
+    return Locked(std::optional<RegistryValue>{}, [&]() -> std::optional<RegistryValue> {
+        const auto place = PlaceOf(key);
+        sqlite3*   db    = Reach(place, Access::Read);
+        if (db == nullptr) return std::nullopt;
+        Statement statement(db, "SELECT type, data FROM value WHERE key = ? AND name = ?", place->id,
+                            ValueName(name));
+        if (!statement.Next()) return std::nullopt;
+        const auto bytes = statement.Bytes(1);
+        if (bytes.size() <= out.size()) std::copy(bytes.begin(), bytes.end(), out.begin());
+        return RegistryValue{static_cast<std::uint32_t>(statement.Number(0)), bytes.size()};
+    });
+}
+
+bool WriteValue(HKEY key, const char* name, RegistryType type,
+                std::span<const unsigned char> bytes) noexcept {
+    return Locked(false, [&] {
+        const auto place = PlaceOf(key);
+        sqlite3*   db    = ValueName(name).size() <= kMaxValueName ? Reach(place, Access::Create) : nullptr;
+        return db != nullptr
+               && Change(db,
+                         "INSERT INTO value (key, name, type, data) VALUES (?, ?, ?, ?)"
+                         " ON CONFLICT DO UPDATE SET type = excluded.type, data = excluded.data",
+                         place->id, ValueName(name), std::int64_t{type}, bytes);
+    });
+}
+
+bool DeleteValue(HKEY key, const char* name) noexcept {
+    return Locked(false, [&] {
+        const auto place = PlaceOf(key);
+        sqlite3*   db    = Reach(place, Access::Change);
+        return db != nullptr
+               && Change(db, "DELETE FROM value WHERE key = ? AND name = ?", place->id, ValueName(name));
+    });
+}
+
+std::vector<std::string> SubKeyNames(HKEY key) noexcept {
+    return NamesIn(key, "SELECT name FROM key WHERE parent = ? ORDER BY name");
+}
+
+std::vector<std::string> ValueNames(HKEY key) noexcept {
+    return NamesIn(key, "SELECT name FROM value WHERE key = ? ORDER BY name");
+}
+
+} // namespace kiv::platform
