@@ -30,9 +30,6 @@ constexpr std::size_t kMaxKeyName   = 255;
 constexpr std::size_t kMaxValueName = 16383;
 constexpr int         kMaxDepth     = 512;
 
-// Long enough for a queue of writers that each wait for the disk; only a stopped process uses it up.
-constexpr int kBusyTimeoutMs = 30'000;
-
 constexpr std::int64_t kApplicationId = 0x4B697652; // "KivR", where file(1) finds it too
 constexpr std::int64_t kFormat        = 1;
 
@@ -52,23 +49,43 @@ constexpr char kSchema[] = R"(
         data BLOB NOT NULL,
         PRIMARY KEY (key, name)
     ) STRICT, WITHOUT ROWID;
-    INSERT INTO key (id, name) VALUES (1, 'HKEY_CLASSES_ROOT'), (2, 'HKEY_CURRENT_USER'),
-                                      (3, 'HKEY_LOCAL_MACHINE'), (4, 'HKEY_USERS');
-    PRAGMA application_id = 0x4B697652;
-    PRAGMA user_version = 1;
 )";
 
-// The root's id in that schema; 0 for what is no root.
+struct Root {
+    HKEY         key;
+    std::int64_t id;
+    const char*  name;
+};
+
+// The keys that nothing is above; they are there from the start and have the same ids in every store.
+std::span<const Root> Roots() {
+    static const Root roots[] = {{HKEY_CLASSES_ROOT, 1, "HKEY_CLASSES_ROOT"},
+                                 {HKEY_CURRENT_USER, 2, "HKEY_CURRENT_USER"},
+                                 {HKEY_LOCAL_MACHINE, 3, "HKEY_LOCAL_MACHINE"},
+                                 {HKEY_USERS, 4, "HKEY_USERS"}};
+    return roots;
+}
+
+// 0 for what is no root.
 std::int64_t RootId(HKEY key) {
-    if (key == HKEY_CLASSES_ROOT) return 1;
-    if (key == HKEY_CURRENT_USER) return 2;
-    if (key == HKEY_LOCAL_MACHINE) return 3;
-    if (key == HKEY_USERS) return 4;
+    for (const auto& root : Roots()) {
+        if (root.key == key) return root.id;
+    }
     return 0;
 }
 
-// One lock for everything below it: the list of stores and all that is done with SQLite. What is behind it is
-// a configuration, and a fork has to find SQLite at rest.
+// Waits for another process's write to end, in short steps: in the growing ones that SQLite takes by itself a
+// waiter sleeps through the gaps that a busy writer leaves. Gives up after half a minute or more, by when the
+// other one must have been stopped in the middle.
+int WaitForWriter(void*, int stepsBefore) {
+    constexpr int        kSteps  = 30'000;
+    constexpr useconds_t kStepUs = 1000;
+    ::usleep(kStepUs);
+    return stepsBefore < kSteps ? 1 : 0;
+}
+
+// One lock for everything below it: the list of stores and all that is done with SQLite. Threads seldom meet
+// in a configuration, and a fork has to find SQLite at rest.
 std::mutex g_lock;
 
 // One SQL statement with its parameters; what it borrows must outlive it.
@@ -158,8 +175,8 @@ void MakeFolders(const std::string& file) {
     for (std::size_t slash = file.find('/', 1); slash != std::string::npos;
          slash             = file.find('/', slash + 1)) {
         const std::string folder = file.substr(0, slash);
-        if (::mkdir(folder.c_str(), 0700) != 0)
-            continue; // most are there; what is really wrong, the open will tell
+        // Most are there already; anything worse shows when the file is opened.
+        if (::mkdir(folder.c_str(), 0700) != 0) continue;
         const int parent = ::open((folder + "/..").c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
         if (parent < 0) continue;
         ::fsync(parent);
@@ -169,6 +186,34 @@ void MakeFolders(const std::string& file) {
 
 enum class State { Ready, Absent, Failed };
 enum class Access { Read, Change, Create }; // the last one also makes a store that is absent
+
+bool MakeTables(sqlite3* db) {
+    const auto marks = "PRAGMA application_id = " + std::to_string(kApplicationId)
+                       + "; PRAGMA user_version = " + std::to_string(kFormat);
+    if (!Execute(db, kSchema) || !Execute(db, marks.c_str())) return false;
+    return std::ranges::all_of(Roots(), [db](const Root& root) {
+        return Statement(db, "INSERT INTO key (id, name) VALUES (?, ?)", root.id, root.name).Run();
+    });
+}
+
+// What a file name stands for at the moment.
+struct FileFound {
+    bool  blank; // missing, or without a byte
+    dev_t device;
+    ino_t number;
+
+    bool operator==(const FileFound&) const = default;
+};
+
+// Nothing where that cannot be told.
+std::optional<FileFound> Look(const std::string& file) {
+    struct stat status {};
+
+    if (::stat(file.c_str(), &status) == 0) {
+        return FileFound{S_ISREG(status.st_mode) && status.st_size == 0, status.st_dev, status.st_ino};
+    }
+    return errno == ENOENT ? std::optional(FileFound{true, 0, 0}) : std::nullopt;
+}
 
 // One store and this process's connection to it, which all its keys share and which opens when it is needed.
 class Store : public std::enable_shared_from_this<Store> {
@@ -195,13 +240,6 @@ public:
     sqlite3* Db() const { return m_db; }
 
 private:
-    // Which file a name stands for at the moment.
-    struct Identity {
-        dev_t device;
-        ino_t number;
-        bool  operator==(const Identity&) const = default;
-    };
-
     void        Disconnect();
     static void DisconnectAll();
     bool        Connect(Access access);
@@ -209,11 +247,12 @@ private:
 
     static Store* s_first; // of all stores in use, so that a fork can reach them
 
-    std::string             m_file;
-    std::optional<Identity> m_identity; // once connected: keys are ids in this very file
-    sqlite3*                m_db       = nullptr;
-    bool                    m_mayWrite = false;
-    Store*                  m_next     = nullptr;
+    std::string              m_file;
+    std::optional<FileFound> m_connected; // the file that the ids of our keys belong to, once we knew it
+    bool                     m_lost     = false; // that file is no longer the one of this name
+    sqlite3*                 m_db       = nullptr;
+    bool                     m_mayWrite = false;
+    Store*                   m_next     = nullptr;
 };
 
 Store* Store::s_first = nullptr;
@@ -246,18 +285,17 @@ void Store::Disconnect() {
 }
 
 State Store::Reach(Access access) {
-    struct stat status {};
+    const auto found = Look(m_file);
+    if (!found || m_lost) return State::Failed;
 
-    const bool exists = ::stat(m_file.c_str(), &status) == 0;
-    if (!exists && errno != ENOENT) return State::Failed;
-    const bool blank = !exists || (S_ISREG(status.st_mode) && status.st_size == 0);
-
-    // Removed or replaced under us: what would be written now, nobody would read.
-    if (m_identity && (blank || *m_identity != Identity{status.st_dev, status.st_ino})) {
+    // Removed or replaced under us: nobody would read what is written now, and the ids of our keys mean
+    // nothing in another file.
+    if (m_connected && *found != *m_connected) {
+        m_lost = true;
         Disconnect();
         return State::Failed;
     }
-    if (blank && access != Access::Create) return State::Absent;
+    if (found->blank && access != Access::Create) return State::Absent;
     if (m_db == nullptr && !Connect(access)) {
         Disconnect();
         return State::Failed;
@@ -271,25 +309,26 @@ bool Store::Connect(Access access) {
     const int flags =
         SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX | (access == Access::Create ? SQLITE_OPEN_CREATE : 0);
     if (sqlite3_open_v2(m_file.c_str(), &m_db, flags, nullptr) != SQLITE_OK) return false;
-    if (sqlite3_db_readonly(m_db, "main") != 0)
-        return false; // keys are opened for reading and writing, or not at all
-    sqlite3_busy_timeout(m_db, kBusyTimeoutMs);
+    // A key is opened for reading and writing, or not at all.
+    if (sqlite3_db_readonly(m_db, "main") != 0) return false;
+    sqlite3_busy_handler(m_db, WaitForWriter, nullptr);
     if (!Execute(m_db, "PRAGMA foreign_keys = ON; PRAGMA trusted_schema = OFF; PRAGMA synchronous = EXTRA"))
         return false;
 
-    if (access == Access::Create && Number(m_db, "PRAGMA page_count", -1) == 0) {
+    // SQLite takes a file of a few bytes for an empty one as well.
+    if (access == Access::Create && Number(m_db, "PRAGMA page_count", -1) == 0
+        && Look(m_file).value_or(FileFound{}).blank) {
         Transaction creation(m_db);
-        const bool  first = creation.Open() && Number(m_db, "PRAGMA page_count", -1) == 0;
-        if (first && !(Execute(m_db, kSchema) && creation.Commit())) return false;
+        if (!creation.Open()) return false;
+        // The transaction gave the file its first page; whether somebody else was faster, the tables tell.
+        const bool first = Number(m_db, "PRAGMA schema_version", -1) == 0;
+        if (first && !(MakeTables(m_db) && creation.Commit())) return false;
     }
     if (Number(m_db, "PRAGMA application_id", 0) != kApplicationId) return false;
     if (Number(m_db, "PRAGMA user_version", 0) != kFormat) return false;
 
-    struct stat status {};
-
-    if (::stat(m_file.c_str(), &status) != 0) return false;
-    m_identity = {status.st_dev, status.st_ino};
-    return true;
+    m_connected = Look(m_file);
+    return m_connected.has_value();
 }
 
 // Looks the store over, once a connection: a write into a damaged one would only spread the damage. After
@@ -297,10 +336,12 @@ bool Store::Connect(Access access) {
 // journal, all works without it, and the next connection tries again.
 bool Store::MayWrite() {
     if (m_mayWrite) return true;
-    Statement check(m_db, "PRAGMA quick_check(1)");
-    m_mayWrite = check.Next() && check.Text(0) == "ok";
-    if (m_mayWrite) Execute(m_db, "PRAGMA journal_mode = WAL");
-    return m_mayWrite;
+    {
+        Statement check(m_db, "PRAGMA quick_check(1)");
+        if (!check.Next() || check.Text(0) != "ok") return false;
+    }
+    Execute(m_db, "PRAGMA journal_mode = WAL");
+    return m_mayWrite = true;
 }
 
 std::string HomeFolder() {
