@@ -1,6 +1,7 @@
 # 32-bit Windows from Debian's mingw-w64, POSIX threads. Programs run under Wine through scripts/wine-run.
 set(CMAKE_SYSTEM_NAME Windows)
 set(CMAKE_SYSTEM_PROCESSOR x86)
+set(CMAKE_C_COMPILER i686-w64-mingw32-gcc-posix)   # for GoogleTest, which asks for one
 set(CMAKE_CXX_COMPILER i686-w64-mingw32-g++-posix)
 set(CMAKE_RC_COMPILER i686-w64-mingw32-windres)
 
