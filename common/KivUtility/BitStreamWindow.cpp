@@ -1,8 +1,6 @@
 // Bulk access to a bit stream.
 #include "BitStreamWindow.h"
 
-#include <algorithm>
-
 namespace kiv {
 
 ByteSpan BitStreamWindow::Bytes() const {
@@ -25,39 +23,10 @@ unsigned long BitStreamWindow::Peek(unsigned skip, unsigned char n) {
     return Reach((skip + n + 7) / 8) ? m_stream.ShowBits(n, static_cast<unsigned short>(skip)) : 0;
 }
 
-// Calls `search` on the buffered bytes with the number of positions at which `unitBytes` bytes are visible,
-// for its index of a hit among them or that number, and moves there; refills until there is a hit, maxBytes
-// were skipped, or the stream ended.
-template <class Search>
-std::size_t BitStreamWindow::SkipTo(std::size_t unitBytes, std::size_t maxBytes, Search search) {
-    std::size_t skipped = 0;
-    while (m_stream.BitsEOF() == 0 && skipped < maxBytes) {
-        (void)m_stream.ShowBits(static_cast<unsigned char>(unitBytes * 8)); // refills as a step would
-        const ByteSpan bytes = Bytes();
-        if (m_stream.BitsEOF() != 0 || bytes.size() < unitBytes) break;
-        const std::size_t positions = std::min(bytes.size() - (unitBytes - 1), maxBytes - skipped);
-        const std::size_t step      = std::min(search(bytes, positions), positions);
-        m_stream.SkipBits(static_cast<unsigned long>(step * 8));
-        skipped += step;
-        if (step < positions) break;
-    }
-    return skipped;
-}
-
-std::size_t BitStreamWindow::SkipToStartCode(unsigned char codeBits, std::size_t maxBytes) {
-    return SkipTo(codeBits / 8U, maxBytes, [](ByteSpan bytes, std::size_t positions) {
-        return FindStartCode(bytes.first(positions + 2), 0);
-    });
-}
-
 bool BitStreamWindow::SeekStartCode(std::uint32_t code, unsigned char codeBits, std::size_t& budget) {
-    while (true) {
-        budget -= SkipToStartCode(codeBits, budget);
-        if (budget == 0 || m_stream.BitsEOF() != 0) return false;
-        if (m_stream.ShowBits(codeBits) == code) return true;
-        m_stream.SkipBits(8);
-        --budget;
-    }
+    const auto last = static_cast<std::uint8_t>(code & 0xFF);
+    budget -= SkipToStartCode(codeBits, budget, [&](std::uint8_t byte) { return byte == last; });
+    return budget > 0 && m_stream.BitsEOF() == 0;
 }
 
 bool BitStreamWindow::SeekByte(std::uint8_t value, std::size_t& budget) {

@@ -6,6 +6,8 @@
 #include "ByteScanner.h"
 #include "KivBitStream.h"
 
+#include <algorithm>
+
 namespace kiv {
 
 // A view of a stream that must outlive it; moving the stream by other means is seen here at once. Searches
@@ -28,9 +30,19 @@ public:
     // end. skip + n: at most 65535.
     unsigned long Peek(unsigned skip, unsigned char n);
 
-    // Moves byte by byte until the next `codeBits` (24 or 32) bits begin with a start code prefix, `maxBytes`
-    // were skipped, or the stream ended. Returns the bytes skipped; BitsEOF() tells of the end.
-    std::size_t SkipToStartCode(unsigned char codeBits, std::size_t maxBytes);
+    // Moves byte by byte until the next 24 bits are a start code prefix (codeBits 24), or the next 32 a start
+    // code whose last byte `accepts` takes (codeBits 32), maxBytes were skipped, or the stream ended. Returns
+    // the bytes skipped; BitsEOF() tells of the end.
+    template <class Accepts>
+    std::size_t SkipToStartCode(unsigned char codeBits, std::size_t maxBytes, Accepts accepts) {
+        return SkipTo(codeBits / 8U, maxBytes, [&](ByteSpan bytes, std::size_t positions) {
+            const ByteSpan searched = bytes.first(positions + 2);
+            std::size_t    at       = FindStartCode(searched, 0);
+            while (codeBits == 32 && at < positions && !accepts(bytes[at + 3]))
+                at = FindStartCode(searched, at + 1);
+            return at;
+        });
+    }
 
     // Looks at the next codeBits (24 or 32) bits for `code`, a start code or the bare prefix, and moves one
     // byte on where they differ, until it is found (true; it is not consumed), `budget` positions were
@@ -43,7 +55,23 @@ public:
 private:
     CKivBitStream& m_stream;
 
-    template <class Search> std::size_t SkipTo(std::size_t unitBytes, std::size_t maxBytes, Search search);
+    // Calls `search` on the buffered bytes with the number of positions at which `unitBytes` bytes are
+    // visible, for its index of a hit among them or any larger one, and moves there; refills until there is a
+    // hit, maxBytes were skipped, or the stream ended.
+    template <class Search> std::size_t SkipTo(std::size_t unitBytes, std::size_t maxBytes, Search search) {
+        std::size_t skipped = 0;
+        while (m_stream.BitsEOF() == 0 && skipped < maxBytes) {
+            (void)m_stream.ShowBits(static_cast<unsigned char>(unitBytes * 8)); // refills as a step would
+            const ByteSpan bytes = Bytes();
+            if (m_stream.BitsEOF() != 0 || bytes.size() < unitBytes) break;
+            const std::size_t positions = std::min(bytes.size() - (unitBytes - 1), maxBytes - skipped);
+            const std::size_t step      = std::min(search(bytes, positions), positions);
+            m_stream.SkipBits(static_cast<unsigned long>(step * 8));
+            skipped += step;
+            if (step < positions) break;
+        }
+        return skipped;
+    }
 };
 
 } // namespace kiv

@@ -75,6 +75,7 @@ int CKivBitStream::SourceFromFile(const char* path) {
     m_buffer      = m_storage.get();
     m_bufferSize  = kBufferSize;
     m_bitPosition = kCarry * 8;
+    m_countStart  = m_bitPosition;
     m_endFlag     = 0;
     m_source      = Source::File;
     return 1;
@@ -86,34 +87,42 @@ int CKivBitStream::SourceFromBuffer(const unsigned char* p, int n) {
     m_fileSize   = static_cast<unsigned long long>(n);
     m_buffer     = const_cast<unsigned char*>(p);
     m_bufferSize = static_cast<std::uint32_t>(n);
-    m_validBytes = m_bufferSize;
     m_endFlag    = 0;
     m_source     = Source::Memory;
+    SetValidBytes(m_bufferSize);
     return 1;
 }
 
 unsigned long CKivBitStream::ShowBits(unsigned char n, unsigned short skip) {
     const unsigned long long bitPos = m_bitPosition + skip;
     if (n > kMaxFieldBits || (bitPos + n) / 8 > m_validBytes) return 0;
-    return Field(bitPos, n);
+    return FieldAtBorder(bitPos, n);
+}
+
+unsigned long CKivBitStream::GetBitsAtBorder(unsigned char n) {
+    if (!Available(n)) return 0;
+    const unsigned long field = FieldAtBorder(m_bitPosition, n);
+    m_bitPosition += n;
+    return field;
 }
 
 int CKivBitStream::BitsAlignment(int n) {
     if (n < 1 || n > 32) return 0;
-    const auto over = static_cast<unsigned long>(m_bitsConsumed % static_cast<unsigned>(n));
+    const auto over = static_cast<unsigned long>(GetOutBitCount() % static_cast<unsigned>(n));
     return over == 0 ? 1 : SkipBits(static_cast<unsigned long>(n) - over);
 }
 
 int CKivBitStream::BytesJump(unsigned long long offset) {
     if (m_source == Source::Memory) {
         // bits consumed and end flag stay, unlike for a file: callers in the field count on it
+        m_countStart += offset * 8 - m_bitPosition;
         m_bitPosition = offset * 8;
         return 1;
     }
-    m_bitPosition  = kCarry * 8;
-    m_validBytes   = 0;
-    m_bitsConsumed = offset * 8;
-    m_readOffset   = offset;
+    SetValidBytes(0);
+    m_bitPosition = kCarry * 8;
+    m_countStart  = m_bitPosition - offset * 8;
+    m_readOffset  = offset;
     const bool can =
         m_file != nullptr && offset <= static_cast<unsigned long long>(std::numeric_limits<long long>::max());
     m_endFlag = can ? 0 : 1;
@@ -122,6 +131,11 @@ int CKivBitStream::BytesJump(unsigned long long offset) {
 
 void CKivBitStream::Reset() { *this = CKivBitStream(); }
 
+void CKivBitStream::SetValidBytes(unsigned long long n) {
+    m_validBytes = n;
+    m_plainEnd   = n < sizeof(std::uint64_t) ? 0 : (n - sizeof(std::uint64_t) + 1) * 8;
+}
+
 // Reads the next piece of the file behind the last 4 bytes of the piece before. 0, with the end flag set,
 // when there is none. The carry comes first even then, also in a memory block, where it overwrites the
 // block's first bytes: kept, since callers see the position that it leaves.
@@ -129,6 +143,7 @@ int CKivBitStream::FillBuffer() {
     if (m_validBytes > kCarry) {
         std::memmove(m_buffer, m_buffer + (m_validBytes - kCarry), kCarry);
         m_bitPosition -= (m_validBytes - kCarry) * 8;
+        m_countStart -= (m_validBytes - kCarry) * 8;
     }
     if (m_endFlag != 0 || m_source != Source::File) {
         m_endFlag = 1;
@@ -140,7 +155,7 @@ int CKivBitStream::FillBuffer() {
         return 0;
     }
     m_readOffset += got;
-    m_validBytes = got + kCarry;
+    SetValidBytes(got + kCarry);
     return 1;
 }
 
@@ -153,8 +168,8 @@ bool CKivBitStream::Refill(unsigned long long bits) {
     return true;
 }
 
-// As Field, where a whole word would reach behind the valid bytes: takes byte by byte what the field covers.
-// Bytes behind the valid ones count as 0, but for the one behind a memory block.
+// The field byte by byte, as it must be taken where a whole word would reach behind the valid bytes. Bytes
+// behind the valid ones count as 0, but for the one behind a memory block.
 unsigned long CKivBitStream::FieldAtBorder(unsigned long long bitPos, unsigned n) const {
     const Cover              cover = CoverOf(static_cast<unsigned>(bitPos & 7), n);
     const unsigned long long first = bitPos >> 3;

@@ -53,7 +53,10 @@ public:
     int SourceFromBuffer(const unsigned char* p, int n);
 
     // The next n bits, n 0..32, without moving. 0 when n is above 32 or the source has no more.
-    unsigned long ShowBits(unsigned char n) { return Available(n) ? Field(m_bitPosition, n) : 0; }
+    unsigned long ShowBits(unsigned char n) {
+        if (IsPlain(n)) return WordField(n);
+        return Available(n) ? FieldAtBorder(m_bitPosition, n) : 0;
+    }
 
     // The n bits that begin `skip` bits further on, from what is buffered now: this never reads the file, and
     // gives 0 when the buffer does not reach that far.
@@ -61,10 +64,9 @@ public:
 
     // The next n bits, n 0..32, and moves past them. 0, without moving past them, as ShowBits.
     unsigned long GetBits(unsigned char n) {
-        if (!Available(n)) return 0;
-        const unsigned long field = Field(m_bitPosition, n);
+        if (!IsPlain(n)) return GetBitsAtBorder(n);
+        const unsigned long field = WordField(n);
         m_bitPosition += n;
-        m_bitsConsumed += n;
         return field;
     }
 
@@ -72,7 +74,6 @@ public:
     int SkipBits(unsigned long n) {
         if (NeedsRefill(n) && !Refill(n)) return 0;
         m_bitPosition += n;
-        m_bitsConsumed += n;
         return 1;
     }
 
@@ -88,7 +89,7 @@ public:
     int BitsEOF() const { return m_endFlag; }
 
     // Bits delivered since the source was opened, or since the last BytesJump on a file.
-    unsigned long long GetOutBitCount() const { return m_bitsConsumed; }
+    unsigned long long GetOutBitCount() const { return m_bitPosition - m_countStart; }
 
     // Bytes in the file or block, as it was opened.
     unsigned long long GetFileSize() const { return m_fileSize; }
@@ -100,20 +101,23 @@ private:
 
     unsigned long long                   m_fileSize = 0;
     std::shared_ptr<kiv::platform::File> m_file;
-    Source                               m_source       = Source::None;
-    unsigned char*                       m_buffer       = nullptr; // m_storage's, or the caller's block
-    std::uint32_t                        m_bufferSize   = 0;
-    unsigned long long                   m_bitPosition  = 0; // of the next bit, in the buffer
-    unsigned long long                   m_validBytes   = 0; // of the buffer
-    unsigned long long                   m_bitsConsumed = 0;
-    int                                  m_endFlag      = 1;
+    Source                               m_source      = Source::None;
+    unsigned char*                       m_buffer      = nullptr; // m_storage's, or the caller's block
+    std::uint32_t                        m_bufferSize  = 0;
+    unsigned long long                   m_bitPosition = 0; // of the next bit, in the buffer
+    unsigned long long                   m_validBytes  = 0; // of the buffer
+    unsigned long long                   m_plainEnd    = 0; // bit positions below have a whole valid word
+    unsigned long long                   m_countStart  = 0; // bit position at which the bits consumed were 0
+    int                                  m_endFlag     = 1;
     std::shared_ptr<unsigned char[]>     m_storage;        // of a file source
     unsigned long long                   m_readOffset = 0; // in the file, of the next fill
 
     void          Reset();
+    void          SetValidBytes(unsigned long long n);
     int           FillBuffer();
     bool          Refill(unsigned long long bits);
     unsigned long FieldAtBorder(unsigned long long bitPos, unsigned n) const;
+    unsigned long GetBitsAtBorder(unsigned char n);
 
     // A file is refilled as soon as one bit of the field is missing; a memory block, which cannot be, serves
     // a field whose last bits lie in the byte behind it.
@@ -124,12 +128,12 @@ private:
 
     bool Available(unsigned char n) { return n <= 32 && (!NeedsRefill(n) || Refill(n)); }
 
-    unsigned long Field(unsigned long long bitPos, unsigned n) const {
-        const unsigned long long byte = bitPos >> 3;
-        if (byte + 8 > m_validBytes) return FieldAtBorder(bitPos, n);
-        const std::uint64_t word = BigEndian64(m_buffer + byte) << (bitPos & 7);
-        // two shifts, so that a field of no bits is 0 and not an undefined shift by 64
-        return static_cast<unsigned long>(word >> 1 >> (63 - n));
+    // Whether the next field is one of 1 to 32 bits in a word of valid bytes, the common case.
+    bool IsPlain(unsigned char n) const { return n - 1U < 32 && m_bitPosition < m_plainEnd; }
+
+    unsigned long WordField(unsigned n) const {
+        const std::uint64_t word = BigEndian64(m_buffer + (m_bitPosition >> 3)) << (m_bitPosition & 7);
+        return static_cast<unsigned long>(word >> (64 - n));
     }
 
     static std::uint64_t BigEndian64(const unsigned char* at) {

@@ -53,13 +53,24 @@ void SkipPackHeader(CKivBitStream& s) {
     s.BitsAlignment(8);
 }
 
+// Whether a walk does anything at the start code that ends in this byte.
+bool IsMeasured(std::uint8_t lastByte) {
+    switch (kPrefix << 8 | lastByte) {
+    case kPackCode:
+    case kGroupCode:
+    case kPictureCode:
+    case kReservedCode: return true;
+    default: return false;
+    }
+}
+
 // Walks from the stream's position to its end, a reserved code, or kStepLimit positions without a new end
 // time.
 void Walk(CKivBitStream& s, GroupTimes& times) {
     kiv::BitStreamWindow window(s);
     std::size_t          steps = kStepLimit; // that are left
     while (steps > 0 && s.BitsEOF() == 0) {
-        steps -= window.SkipToStartCode(kStartCodeBits, steps);
+        steps -= window.SkipToStartCode(kStartCodeBits, steps, IsMeasured);
         if (steps == 0 || s.BitsEOF() != 0) return;
         --steps;
         switch (s.ShowBits(kStartCodeBits)) {

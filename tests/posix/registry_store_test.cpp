@@ -86,9 +86,9 @@ protected:
         return Content(file);
     }
 
-    test::TempFolder  folder;
-    std::string file   = folder.Path("registry.db");
-    std::string before = ::getenv("KIV_REGISTRY");
+    test::TempFolder folder;
+    std::string      file   = folder.Path("registry.db");
+    std::string      before = ::getenv("KIV_REGISTRY");
 };
 
 TEST_F(RegistryStore, IsMadeByTheFirstWriteAndByNothingElse) {

@@ -14,23 +14,28 @@ using Bytes = std::vector<unsigned char>;
 class MpegBuilder {
 public:
     const Bytes& Get() const { return m_bytes; }
-    std::size_t  Size() const { return m_bytes.size(); }
+
+    std::size_t Size() const { return m_bytes.size(); }
 
     MpegBuilder& Add(std::initializer_list<int> bytes) {
         for (const int byte : bytes) m_bytes.push_back(static_cast<unsigned char>(byte));
         return *this;
     }
+
     MpegBuilder& Add(const Bytes& bytes) {
         m_bytes.insert(m_bytes.end(), bytes.begin(), bytes.end());
         return *this;
     }
+
     // n bytes that hold no code
     MpegBuilder& Fill(std::size_t n, unsigned char byte = 0xFF) { return Add(Bytes(n, byte)); }
 
     MpegBuilder& Code(int lastByte) { return Add({0, 0, 1, lastByte}); }
 
     // ISO/IEC 11172-1, 2.4.3.2
-    MpegBuilder& Mpeg1Pack(int firstByte = 0x21) { return Code(0xBA).Add({firstByte, 0, 1, 0, 1, 0x80, 0x10, 0x01}); }
+    MpegBuilder& Mpeg1Pack(int firstByte = 0x21) {
+        return Code(0xBA).Add({firstByte, 0, 1, 0, 1, 0x80, 0x10, 0x01});
+    }
 
     // ISO/IEC 13818-1, 2.5.3.3, with stuffing
     MpegBuilder& Mpeg2Pack(int stuffing = 0) {
@@ -78,7 +83,8 @@ public:
     // where that is not negative.
     MpegBuilder& TransportPacket(unsigned pid, bool start, const Bytes& payload, int adaptation = -1) {
         const std::size_t end = m_bytes.size() + 188;
-        Add({0x47, static_cast<int>(pid >> 8) | (start ? 0x40 : 0), static_cast<int>(pid & 0xFF), adaptation < 0 ? 0x10 : 0x30});
+        Add({0x47, static_cast<int>(pid >> 8) | (start ? 0x40 : 0), static_cast<int>(pid & 0xFF),
+             adaptation < 0 ? 0x10 : 0x30});
         if (adaptation >= 0) Add({adaptation}).Fill(static_cast<std::size_t>(adaptation), 0);
         Add(payload);
         return Fill(end - m_bytes.size());
