@@ -1,5 +1,7 @@
-// Attacks the recognition and measuring of media: any bytes, as a block in memory.
+// Attacks the recognition and measuring of media: any bytes, as a block and as a file.
 #include "KivUtility.h"
+
+#include "input_file.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -9,5 +11,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const int      length = static_cast<int>(size);
     manager.checkFormat(data, length);
     manager.parse(data, length);
+    const InputFile file(data, size);
+    manager.checkFormat(file.Path());
+    manager.parse(file.Path());
     return 0;
 }
