@@ -71,10 +71,10 @@ TEST(BitStream, AFileReadsAsItsBytesWhateverTheBuffer) {
                 ASSERT_EQ(s.BytesJump(at / 8), 1);
                 break;
             case 1: {
-                const std::size_t far =
+                const std::size_t jump =
                     std::min<std::size_t>(left, random() % (step % 100 == 0 ? 600000 : 3000));
-                ASSERT_EQ(s.SkipBits(static_cast<unsigned long>(far)), 1);
-                at += far;
+                ASSERT_EQ(s.SkipBits(static_cast<unsigned long>(jump)), 1);
+                at += jump;
                 break;
             }
             case 2:
