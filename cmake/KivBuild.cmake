@@ -18,7 +18,9 @@ if(KIV_CCACHE)
 endif()
 
 if(KIV_SANITIZE)
-    add_compile_options(-fsanitize=${KIV_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+    # Optimised and described as far as a report needs it: that halves the time to build.
+    add_compile_options(-fsanitize=${KIV_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer -O1 -g1)
+    add_compile_definitions(_GLIBCXX_ASSERTIONS)
     add_link_options(-fsanitize=${KIV_SANITIZE})
 endif()
 
