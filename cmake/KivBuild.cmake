@@ -6,6 +6,9 @@ set(CMAKE_CXX_VISIBILITY_PRESET hidden)
 set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 
+# The folder of the platform seam's implementations.
+set(KIV_PLATFORM $<IF:$<BOOL:${WIN32}>,win32,posix>)
+
 # Programs and DLLs side by side, as Windows looks for them.
 set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/bin)
 set(CMAKE_LIBRARY_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/lib)
