@@ -111,6 +111,8 @@ TEST(BitStream, AFileEndsWithTheFlagAndItsLastBytesStillRead) {
     EXPECT_EQ(s.GetOutBitCount(), 24U);
     EXPECT_EQ(s.GetBits(16), 0x0405U);
     EXPECT_EQ(s.SkipBits(1), 0);
+    EXPECT_EQ(s.BytesJump(3), 1);
+    EXPECT_EQ(s.SkipBits(static_cast<unsigned long>(-8L)), 0) << "32 bits: far ahead, never back";
     EXPECT_EQ(s.BytesJump(1000), 1) << "behind the end: the next read finds out";
     EXPECT_EQ(s.GetBits(1), 0U);
     EXPECT_EQ(s.BitsEOF(), 1);
@@ -177,7 +179,7 @@ TEST(BitStream, WithoutASourceNothingReads) {
     }
     EXPECT_EQ(s.BitsEOF(), 1);
     EXPECT_EQ(s.GetBits(8), 0U);
-    EXPECT_EQ(s.SkipBits(8), 0);
+    EXPECT_EQ(s.SkipBits(1), 0);
     EXPECT_EQ(s.BytesJump(0), 0);
 }
 

@@ -36,7 +36,7 @@ TEST(StartCodeScanner, FindsALonePrefixWhereverItLies) {
 // Bytes of few values make prefixes, near misses and overlaps in every alignment.
 TEST(StartCodeScanner, AgreesWithANaiveLoopOnDenseData) {
     std::mt19937 random(20260);
-    for (int round = 0; round < 400; ++round) {
+    for (unsigned round = 0; round < 400; ++round) {
         Bytes bytes(random() % 700);
         for (auto& byte : bytes) byte = static_cast<std::uint8_t>(random() % (2 + round % 3));
         for (std::size_t from = 0; from < bytes.size();) {

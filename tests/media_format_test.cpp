@@ -60,7 +60,8 @@ TEST(MediaFormat, ExtensionsNameTheirFormat) {
 TEST(MediaFormat, UnusedValuesAndIndicesGiveTheFallbacks) {
     for (const int unused : {11, 15, 16, 21, -1, 27}) {
         EXPECT_TRUE(Kiv_FormatTypeToAbbreviation(Format(unused)) == "UNK");
-        EXPECT_TRUE(Kiv_FormatTypeToExtension(Format(unused), 0) == "unk");
+        EXPECT_TRUE(Kiv_FormatTypeToExtension(Format(unused), 4) == "unk");
+        EXPECT_TRUE(Kiv_FormatTypeToExtension(Format(unused), 5) == "");
         EXPECT_TRUE(Kiv_FormatTypeToMediaType(Format(unused)) == Kiv_FormatTypeToMediaType(kKivFmt_Unknown));
     }
     EXPECT_TRUE(Kiv_FormatTypeToExtension(kKivFmt_Avi, 2) == "xvid");

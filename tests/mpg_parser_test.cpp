@@ -64,8 +64,9 @@ TEST(MpegRecognition, AVideoCdPackIsFoundAtEveryFifthByte) {
         const Bytes riff = {'R', 'I', 'F', 'F', 0, 0, 0, 0, 'C', 'D', 'X', 'A'};
         return MpegBuilder().Add(riff).Fill(gap).Mpeg1Pack().Fill(40).Get();
     };
-    for (const std::size_t gap : {0, 5, 5 * 32767}) EXPECT_EQ(Quick<CMObjMpg1VcdParser>(disc(gap)), 3) << gap;
-    for (const std::size_t gap : {1, 2, 3, 4, 6, 5 * 32768})
+    for (const std::size_t gap : {0U, 5U, 5U * 32767})
+        EXPECT_EQ(Quick<CMObjMpg1VcdParser>(disc(gap)), 3) << gap;
+    for (const std::size_t gap : {1U, 2U, 3U, 4U, 6U, 5U * 32768})
         EXPECT_EQ(Quick<CMObjMpg1VcdParser>(disc(gap)), 0) << gap;
     Bytes other = disc(0);
     other[8]    = 'A';
@@ -84,7 +85,7 @@ TEST(MpegRecognition, ATransportStreamNeedsThreeSyncBytes) {
     EXPECT_EQ(Quick<CMObjMpgTransportParser>(transport(0, true)), 13);
     EXPECT_EQ(Quick<CMObjMpgTransportParser>(transport(31, false)), 1);
     EXPECT_EQ(Quick<CMObjMpgTransportParser>(transport(32, true)), 0);
-    for (const std::size_t sync : {188, 376}) {
+    for (const std::size_t sync : {188U, 376U}) {
         Bytes broken = transport(0, true);
         broken[sync] = 0x48;
         EXPECT_EQ(Quick<CMObjMpgTransportParser>(broken), 0) << sync;

@@ -23,6 +23,9 @@ TEST(String, PlusAppendsInPlace) {
     EXPECT_TRUE(s == "a5-12xya5-12xy");
     s + static_cast<const char*>(s);
     EXPECT_TRUE(s == "a5-12xya5-12xya5-12xya5-12xy");
+    CKivString numbers;
+    numbers + 0 + 1U + 2UL + -3LL + 4.9 + sizeof(char);
+    EXPECT_TRUE(numbers == "012-341");
 
     const unsigned short units[] = {0x20AC, 0xFFFF, 0};
     CKivStringW          wide(units);
@@ -90,6 +93,8 @@ TEST(StringList, CopiesShareTheirItems) {
     EXPECT_EQ(&second[0], &(*first)[0]);
     (*first)[1] = "changed";
     EXPECT_TRUE(second[1] == "changed");
+    CKivStringList moved(std::move(second));
+    EXPECT_TRUE(second[1] == "changed") << "a move is a copy"; // NOLINT(bugprone-use-after-move)
     first->Remove(0);
     first.reset();
     EXPECT_EQ(second.GetCount(), 2);
@@ -110,7 +115,8 @@ TEST(StringList, SplittingAtTabsRepeatsAnEmptyField) {
                 {"ab\tc\t\t\t", {"ab", "c", "c", "c"}}};
 
     CKivStringList list;
-    list.Add("old");
+    list.Add("its\town");
+    EXPECT_EQ(BreakTabbedCharLineToStringList(list[0], list), 2);
     for (const auto& row : rows) {
         EXPECT_EQ(BreakTabbedCharLineToStringList(row.line, list), static_cast<int>(row.items.size()));
         for (int i = 0; i < list.GetCount(); ++i) {

@@ -66,7 +66,7 @@ private:
             if (m_stream.BitsEOF() != 0 || bytes.size() < unitBytes) break;
             const std::size_t positions = std::min(bytes.size() - (unitBytes - 1), maxBytes - skipped);
             const std::size_t step      = std::min(search(bytes, positions), positions);
-            m_stream.SkipBits(static_cast<unsigned long>(step * 8));
+            m_stream.m_bitPosition += std::uint64_t{step} * 8; // within the buffer, whatever its size
             skipped += step;
             if (step < positions) break;
         }

@@ -71,6 +71,7 @@ int CKivBitStream::SourceFromFile(const char* path) {
         m_storage.reset();
         return 0;
     }
+    std::fill_n(m_storage.get(), kCarry, static_cast<unsigned char>(0));
     m_fileSize    = m_file->Size();
     m_buffer      = m_storage.get();
     m_bufferSize  = kBufferSize;

@@ -30,9 +30,9 @@ KIV_API void KivSetBufferBits(unsigned char* buf, unsigned long long bitPos, int
 //
 // A read that fails gives 0, as a field of zeros does: ask BitsEOF() before believing a 0, and stop at the
 // first failure, for a reader at its end steps back by what it buffered each time it is asked again.
-// A memory block is read in place. The field that ends in its last byte may take bits from the byte
-// behind the block, and the read that fails at its end overwrites the block's first 4 bytes with its last
-// 4: give the reader a copy with a spare byte behind it where that matters.
+// A memory block is read in place. The last field may end in the byte behind the block, and the read that
+// fails at its end overwrites the block's first 4 bytes with its last 4: give the reader a copy with a spare
+// byte behind it where that matters.
 // One thread at a time.
 class KIV_API CKivBitStream {
 public:
@@ -70,10 +70,11 @@ public:
         return field;
     }
 
-    // Moves n bits on. 1, or 0 when the source ends before that.
+    // Moves n bits on, n being a 32-bit number. 1, or 0 when the source ends before that.
     int SkipBits(unsigned long n) {
-        if (NeedsRefill(n) && !Refill(n)) return 0;
-        m_bitPosition += n;
+        const auto bits = static_cast<std::uint32_t>(n);
+        if (NeedsRefill(bits) && !Refill(bits)) return 0;
+        m_bitPosition += bits;
         return 1;
     }
 
@@ -82,7 +83,7 @@ public:
 
     // Moves to a byte offset from the source's start. A file: 1, also behind its end; 0 with the end flag set
     // for an offset that no file has; the bits consumed are then offset * 8. A memory block: always 1, and
-    // neither the bits consumed nor the end flag change.
+    // neither the bits consumed nor the end flag change. Without a source: 0.
     int BytesJump(unsigned long long offset);
 
     // 1 once no more data could be had.
@@ -122,7 +123,7 @@ private:
     // A file is refilled as soon as one bit of the field is missing; a memory block, which cannot be, serves
     // a field whose last bits lie in the byte behind it.
     bool NeedsRefill(unsigned long long bits) const {
-        const unsigned rounding = m_source == Source::File ? 7 : 0;
+        const unsigned rounding = m_source == Source::Memory ? 0 : 7;
         return (m_bitPosition + bits + rounding) / 8 > m_validBytes;
     }
 

@@ -87,7 +87,6 @@ bool CKivDynaBuffer::Append(const void* p, unsigned long n) {
     } else {
         // the old storage outlives the copy, for the bytes may lie in it
         CKivDynaBuffer grown;
-        grown.m_increment = m_increment;
         if (!grown.Resize(m_size + std::max<std::uint64_t>(m_increment, n))) return false;
         if (m_size != 0) std::memcpy(grown.m_data.get(), m_data.get(), m_size);
         std::memcpy(&grown.m_data[m_size], p, n);
@@ -135,14 +134,12 @@ void CKivDynaBuffer::SetBits(int bitPos, int nBits, unsigned long value) {
     }
 }
 
-// Changes the storage to n zero-filled bytes that begin with the old ones.
+// Changes the storage to n zero-filled bytes, more than before, that begin with the old ones.
 bool CKivDynaBuffer::Resize(std::uint64_t n) {
     if (n > kMaxSize) return false;
     std::unique_ptr<unsigned char[]> grown(new (std::nothrow) unsigned char[static_cast<std::size_t>(n)]());
     if (!grown) return false;
-    if (m_data)
-        std::memcpy(grown.get(), m_data.get(),
-                    std::min<std::size_t>(static_cast<std::size_t>(n), m_capacity));
+    if (m_data) std::memcpy(grown.get(), m_data.get(), m_capacity);
     m_data     = std::move(grown);
     m_capacity = static_cast<std::uint32_t>(n);
     return true;

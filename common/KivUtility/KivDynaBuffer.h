@@ -17,7 +17,7 @@ public:
     CKivDynaBuffer() = default;
 
     // Empty, with room for n + 1024 bytes; no storage for n = 0 or without memory.
-    explicit CKivDynaBuffer(unsigned long n);
+    CKivDynaBuffer(unsigned long n);
 
     // A copy of the n bytes at p; empty for n = 0 or without memory.
     CKivDynaBuffer(const void* p, unsigned long n);
@@ -39,7 +39,8 @@ public:
     // Bytes allocated.
     long GetCapacity() const { return static_cast<long>(m_capacity); }
 
-    // The bytes, null without storage; valid until the buffer grows, is cleared or destroyed.
+    // The bytes, null without storage; valid until the buffer grows, is assigned to, cleared or
+    // destroyed.
     const void* GetBufferPtr() const { return m_data.get(); }
 
     // The growth increment in bytes.

@@ -114,7 +114,7 @@ Kiv_MEDIA_FORMAT_TYPE Kiv_GuessFormatTypeByExtension(const char* ext) {
 }
 
 CKivString Kiv_FormatTypeToExtension(Kiv_MEDIA_FORMAT_TYPE t, int index) {
+    if (index < 0 || index >= kExtensionSlots) return "";
     const FormatRow* row = FindRow(t);
-    if (row == nullptr) return "unk";
-    return index < 0 || index >= kExtensionSlots ? "" : row->extensions[index];
+    return row == nullptr ? "unk" : row->extensions[index];
 }

@@ -48,8 +48,8 @@ KIV_API Kiv_MEDIA_FORMAT_TYPE Kiv_AbbreviationToFormatType(const char* abbr);
 // null. The empty extension gives kKivFmt_Mpeg1System: callers in the field rely on this fallback.
 KIV_API Kiv_MEDIA_FORMAT_TYPE Kiv_GuessFormatTypeByExtension(const char* ext);
 
-// Extension `index` (0..4) of the format; "" where it has none of that index, "unk" for a value without a
-// row.
+// Extension `index` of the format: "" for an index outside 0..4 or that the format does not use, otherwise
+// "unk" for a value without a row.
 KIV_API CKivString Kiv_FormatTypeToExtension(Kiv_MEDIA_FORMAT_TYPE t, int index);
 
 #endif

@@ -21,7 +21,7 @@
 class KIV_API CKivRegistryMgr {
 public:
     // root: one of the HKEY_ roots, which is never closed. No node is open.
-    explicit CKivRegistryMgr(HKEY root);
+    CKivRegistryMgr(HKEY root);
 
     CKivRegistryMgr(const CKivRegistryMgr&)            = delete;
     CKivRegistryMgr& operator=(const CKivRegistryMgr&) = delete;

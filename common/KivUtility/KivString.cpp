@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <new>
 
 namespace {
 
@@ -18,8 +19,8 @@ std::size_t UnitLength(const unsigned short* s) {
 // n bytes of s and a terminator; the empty text for a null s or an n below 1.
 std::string Terminated(const char* s, int n) {
     if (s == nullptr || n < 1) return std::string(1, '\0');
-    std::string text(s, static_cast<std::size_t>(n));
-    text.push_back('\0');
+    std::string text(static_cast<std::size_t>(n) + 1, '\0');
+    std::copy_n(s, n, text.begin());
     return text;
 }
 
@@ -49,9 +50,11 @@ CKivString& CKivString::operator=(const char* s) {
 }
 
 CKivString& CKivString::operator+(const char* s) {
-    std::string joined(m_text.c_str());
-    joined.append(s);
-    joined.push_back('\0');
+    const std::size_t length = std::strlen(m_text.c_str());
+    const std::size_t added  = std::strlen(s);
+    std::string       joined(length + added + 1, '\0');
+    std::copy_n(m_text.c_str(), length, joined.begin());
+    std::copy_n(s, added, joined.begin() + static_cast<std::ptrdiff_t>(length));
     m_text = std::move(joined);
     return *this;
 }
@@ -75,7 +78,11 @@ bool CKivString::SetIdxChar(int idx, char c) {
 
 bool CKivString::Assign(const char* s, int n) {
     if (n < 0) return false;
-    m_text = Terminated(s, n);
+    try {
+        m_text = Terminated(s, n);
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
     return true;
 }
 
@@ -169,12 +176,12 @@ CKivString Convert16BitsTo8BitsString(const CKivStringW& s) {
 }
 
 int BreakTabbedCharLineToStringList(const char* line, CKivStringList& list) {
+    const std::string text = line == nullptr ? "" : line; // it may be an item of the list
     list.Reset();
-    if (line == nullptr) return 0;
     std::string field;
     bool        fieldStarts = true; // the next character begins a new field
-    for (; *line != '\0'; ++line) {
-        if (*line == kTab) {
+    for (const char c : text) {
+        if (c == kTab) {
             // an empty field is the field before it once more, kept: the text is replaced only by the first
             // character of the next field
             list.Add(field.c_str());
@@ -183,7 +190,7 @@ int BreakTabbedCharLineToStringList(const char* line, CKivStringList& list) {
         }
         if (fieldStarts) field.clear();
         fieldStarts = false;
-        field.push_back(*line);
+        field.push_back(c);
     }
     if (!fieldStarts) list.Add(field.c_str());
     return list.GetCount();

@@ -2,7 +2,8 @@
 //
 // Several operators behave unlike other string classes, and callers rely on it: operator+ appends to its
 // own left side, a copied list shares its items, and the tab splitter repeats a field at a double tab.
-// An object is used by one thread at a time.
+// An object, or a list with all its copies, is used by one thread at a time. Memory that runs out leaves as
+// std::bad_alloc and the object as it was, except from Assign.
 #ifndef KIVUTILITY_KIVSTRING_H
 #define KIVUTILITY_KIVSTRING_H
 
@@ -10,10 +11,11 @@
 
 #include <memory>
 #include <string>
+#include <type_traits>
 #include <vector>
 
-// An owning string of 8-bit characters. The text ends at its first NUL; only the counted constructor and
-// Assign can put bytes behind that, which operator const char*() still shows.
+// An owning string of 8-bit characters. The text ends at its first NUL; bytes that the counted constructor,
+// Assign or SetIdxChar leave behind that are seen through operator const char*() only.
 class KIV_API CKivString {
 public:
     CKivString() = default;
@@ -37,8 +39,11 @@ public:
     CKivString& operator+(const char* s);
     CKivString& operator+(const CKivString& other);
     CKivString& operator+(long v);
+    template <class Number>
 
-    CKivString& operator+(int v) { return *this + static_cast<long>(v); }
+    requires std::is_arithmetic_v<Number> CKivString& operator+(Number v) {
+        return *this + static_cast<long>(v);
+    }
 
     // Compares byte by byte up to the terminator. s must not be null.
     bool operator==(const char* s) const;
@@ -54,8 +59,8 @@ public:
     // nothing, for an idx that is negative or above the length.
     bool SetIdxChar(int idx, char c);
 
-    // Replaces the text by exactly n bytes of s, which may point into this string. Returns false, and
-    // changes nothing, for a negative n.
+    // Replaces the text by exactly n bytes of s, which may point into this string; a null s gives the empty
+    // text. Returns false, and changes nothing, for a negative n or without memory.
     bool Assign(const char* s, int n);
 
     // The text, NUL-terminated, never null; valid until the string is changed or destroyed.
@@ -114,7 +119,10 @@ private:
 // should only read: an Add or Remove in one list may or may not show in the other.
 class KIV_API CKivStringList {
 public:
-    CKivStringList() = default;
+    CKivStringList()                                 = default;
+    CKivStringList(const CKivStringList&)            = default;
+    CKivStringList& operator=(const CKivStringList&) = default;
+    ~CKivStringList()                                = default;
 
     // Appends a copy of s, which must not be null. Always true.
     bool Add(const char* s);
@@ -155,7 +163,8 @@ KIV_API CKivStringW Convert8BitsTo16BitsString(const CKivString& s);
 KIV_API CKivString Convert16BitsTo8BitsString(const CKivStringW& s);
 
 // Empties the list, splits the line at tabs (code 9) into it, and returns the list's count. A tab at the end
-// makes no last item, and a tab right behind another repeats the field before it. A null line gives 0.
+// makes no last item, and a tab right behind another repeats the field before it. A null line gives 0; the
+// line may be an item of the list.
 KIV_API int BreakTabbedCharLineToStringList(const char* line, CKivStringList& list);
 
 #endif

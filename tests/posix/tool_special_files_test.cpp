@@ -148,7 +148,7 @@ TEST(ToolTable, FitsTheTerminalAndKeepsTheEndOfAName) {
     const TempFolder  folder;
     const std::string name(60, 'x');
     fs::copy_file(kFilm, folder.Path(name + "-end"));
-    for (const std::size_t columns : {80, 81, 100, 132}) {
+    for (const std::size_t columns : {80U, 81U, 100U, 132U}) {
         std::istringstream text(OnTerminal(columns, folder.Path(name + "-end")));
         std::size_t        lines = 0;
         for (std::string line; std::getline(text, line); ++lines) EXPECT_LE(line.size(), columns + 1) << line;

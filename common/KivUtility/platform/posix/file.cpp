@@ -34,8 +34,8 @@ std::size_t File::ReadAt(std::uint64_t offset, std::span<unsigned char> into) co
         if (got < 0 && errno == EINTR) continue;
         if (got <= 0) break;
         done += static_cast<std::size_t>(got);
-        // a short read of a regular file is its end: asking again would only cost a call
-        if (static_cast<std::uint64_t>(offset) + done >= m_size) break;
+        // the end as it was at the opening: asking again would only cost a call
+        if (offset + done >= m_size) break;
     }
     return done;
 }
