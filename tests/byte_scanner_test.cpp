@@ -56,4 +56,11 @@ TEST(StartCodeScanner, FindsNothingInShortSpans) {
     EXPECT_EQ(kiv::FindByte({}, 0, 0), 0U);
 }
 
+TEST(ByteScanner, FindsTheFirstByteThatDiffers) {
+    const Bytes bytes = {0, 0, 7, 0, 0};
+    EXPECT_EQ(kiv::FindOtherThan(bytes, 0, 0), 2U);
+    EXPECT_EQ(kiv::FindOtherThan(bytes, 3, 0), 5U);
+    EXPECT_EQ(kiv::FindOtherThan({}, 0, 0), 0U);
+}
+
 } // namespace

@@ -9,6 +9,11 @@ ByteSpan BitStreamWindow::Bytes() const {
     return {m_stream.m_buffer + first, static_cast<std::size_t>(m_stream.m_validBytes - first)};
 }
 
+std::uint64_t BitStreamWindow::Offset() const {
+    const bool inPlace = m_stream.m_source == CKivBitStream::Source::Memory; // a jump leaves its count behind
+    return (inPlace ? m_stream.m_bitPosition : m_stream.GetOutBitCount()) / 8;
+}
+
 bool BitStreamWindow::IsByteAligned() const { return m_stream.m_bitPosition % 8 == 0; }
 
 bool BitStreamWindow::Reach(std::size_t n) {

@@ -19,6 +19,10 @@ public:
     // The buffered bytes from the next one on; valid until the stream refills.
     ByteSpan Bytes() const;
 
+    // Where the next bit's byte lies, from the source's start; not to be believed for a memory block once a
+    // read has failed.
+    std::uint64_t Offset() const;
+
     // Whether the next bit is a byte's first one in the buffer.
     bool IsByteAligned() const;
 

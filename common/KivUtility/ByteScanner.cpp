@@ -1,6 +1,7 @@
 // Searches in byte spans, 64 positions a turn where the processor has SSE2.
 #include "ByteScanner.h"
 
+#include <algorithm>
 #include <bit>
 #include <cstring>
 
@@ -88,6 +89,12 @@ std::size_t FindByte(ByteSpan bytes, std::size_t from, std::uint8_t value) noexc
     return found == nullptr
                ? bytes.size()
                : static_cast<std::size_t>(static_cast<const std::uint8_t*>(found) - bytes.data());
+}
+
+std::size_t FindOtherThan(ByteSpan bytes, std::size_t from, std::uint8_t value) noexcept {
+    const auto start = bytes.begin() + static_cast<std::ptrdiff_t>(from);
+    return static_cast<std::size_t>(std::find_if(start, bytes.end(), [=](auto b) { return b != value; })
+                                    - bytes.begin());
 }
 
 } // namespace kiv

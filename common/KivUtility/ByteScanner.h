@@ -19,6 +19,10 @@ std::size_t FindStartCode(ByteSpan bytes, std::size_t from) noexcept;
 // Any thread.
 std::size_t FindByte(ByteSpan bytes, std::size_t from, std::uint8_t value) noexcept;
 
+// Index of the first byte that is not `value` at or after `from`, or bytes.size() when all are.
+// from <= bytes.size(). Any thread.
+std::size_t FindOtherThan(ByteSpan bytes, std::size_t from, std::uint8_t value) noexcept;
+
 } // namespace kiv
 
 #endif
