@@ -38,7 +38,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     {
         const InputFile input(block.data(), block.size());
         CKivBitStream   file;
-        file.SourceFromFile(input.Path());
+        file.SourceFromFile(InputFile::Path());
         Run(file, data, calls);
     }
     const int length = static_cast<int>(block.size());

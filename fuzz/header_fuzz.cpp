@@ -17,7 +17,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     stream.SourceFromBuffer(block.data(), static_cast<int>(size));
     parser.getHeader(&stream, &header);
     const InputFile file(data, size);
-    stream.SourceFromFile(file.Path());
+    stream.SourceFromFile(InputFile::Path());
     parser.getHeader(&stream, &header);
     return 0;
 }

@@ -12,7 +12,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     manager.checkFormat(data, length);
     manager.parse(data, length);
     const InputFile file(data, size);
-    manager.checkFormat(file.Path());
-    manager.parse(file.Path());
+    manager.checkFormat(InputFile::Path());
+    manager.parse(InputFile::Path());
     return 0;
 }
