@@ -1,14 +1,15 @@
 // The extraction of stream headers: what is copied, what is left out, and where it stops.
 #include "KivUtility.h"
 
+#include "media.h"
 #include "mpeg_builder.h"
-#include "temp_folder.h"
 
 #include <gtest/gtest.h>
 
 namespace {
 
 using test::Bytes;
+using test::Join;
 using test::MpegBuilder;
 
 Bytes Content(const CKivDynaBuffer& buffer) {
@@ -16,43 +17,39 @@ Bytes Content(const CKivDynaBuffer& buffer) {
     return {data, data + buffer.GetSize()};
 }
 
-struct Header {
-    int   result;
-    Bytes bytes;
-};
-
-Header GetHeader(const Bytes& stream) {
-    test::TempFolder     folder;
-    CKivBitStream        s;
-    CKivDynaBuffer       out("old", 3);
-    CMObjMpgSystemParser parser;
+Bytes GetHeader(const Bytes& stream) {
+    static const test::TempFolder folder;
+    CKivBitStream                 s;
+    CKivDynaBuffer                out("old", 3);
     s.SourceFromFile(folder.Write("stream", stream).c_str());
     s.SkipBits(13); // wherever the stream stands
-    const int result = parser.getHeader(&s, &out);
-    return {result, Content(out)};
+    const int result = CMObjMpgSystemParser().getHeader(&s, &out);
+    EXPECT_EQ(result, out.GetSize() != 0 ? 1 : 0);
+    return Content(out);
 }
 
-// The protected extractors, one at a time on a memory block.
+// The protected extractors, one at a time on a memory block. A failure gives what was copied and a mark.
+const Bytes kFailed = {'f', 'a', 'i', 'l', 'e', 'd'};
+
 class Extractor : public CMObjMpgBaseParser {
 public:
     using Extract = int (CMObjMpgBaseParser::*)(CKivBitStream*, CKivDynaBuffer*);
 
-    Header Run(Bytes stream, Extract extract) {
+    Bytes Run(const MpegBuilder& stream, Extract extract) {
+        Bytes          block = Join({stream.Get(), {0}});
         CKivBitStream  s;
         CKivDynaBuffer out;
-        stream.push_back(0);
-        s.SourceFromBuffer(stream.data(), static_cast<int>(stream.size() - 1));
-        const int result = (this->*extract)(&s, &out);
-        return {result, Content(out)};
+        s.SourceFromBuffer(block.data(), static_cast<int>(stream.Size()));
+        return (this->*extract)(&s, &out) != 0 ? Content(out) : Join({Content(out), kFailed});
     }
 
-    Header Video(const Bytes& stream) { return Run(stream, &Extractor::ExtractVideoPack); }
+    Bytes Video(const MpegBuilder& stream) { return Run(stream, &Extractor::ExtractVideoPack); }
 
-    Header Audio(const Bytes& stream) { return Run(stream, &Extractor::ExtractAudioPack); }
+    Bytes Audio(const MpegBuilder& stream) { return Run(stream, &Extractor::ExtractAudioPack); }
 
-    Header Pack(const Bytes& stream) { return Run(stream, &Extractor::ExtractPackHeader); }
+    Bytes Pack(const MpegBuilder& stream) { return Run(stream, &Extractor::ExtractPackHeader); }
 
-    Header Sequence(const Bytes& stream) { return Run(stream, &Extractor::ExtractSequenceHeader); }
+    Bytes Sequence(const MpegBuilder& stream) { return Run(stream, &Extractor::ExtractSequenceHeader); }
 
     using CMObjMpgBaseParser::FindCode;
     using CMObjMpgBaseParser::FindPID4PMT;
@@ -61,203 +58,154 @@ protected:
     Kiv_MEDIA_FORMAT_TYPE ParseBitStream(CKivBitStream*, int) override { return kKivFmt_Unknown; }
 };
 
-Bytes Join(std::initializer_list<Bytes> pieces) {
-    MpegBuilder b;
-    for (const Bytes& piece : pieces) b.Add(piece);
-    return b.Get();
-}
+const Bytes kStamp       = {0x21, 0, 1, 0, 1};
+const Bytes kMpeg2Header = {0x81, 0x80, 5, 0x21, 0, 1, 0, 1, 0xFF};
+const Bytes kFrame       = {0xFF, 0xFD, 0x90, 0x04};
 
-const Bytes kStamp = {0x21, 0, 1, 0, 1};
-const Bytes kFrame = {0xFF, 0xFD, 0x90, 0x04};
+// A packet whose length is told as it is, or as `length`.
+Bytes Packet(int id, const Bytes& header, const Bytes& payload, int length = -1) {
+    const auto bytes = static_cast<int>(header.size() + payload.size());
+    return MpegBuilder().Code(id).Add({0, length < 0 ? bytes : length}).Add(header).Add(payload).Get();
+}
 
 TEST(StreamHeader, APackHeaderIsCopiedWithoutItsStuffing) {
     Extractor extractor;
-    EXPECT_EQ(extractor.Pack(MpegBuilder().Mpeg1Pack().Fill(9).Get()).bytes, MpegBuilder().Mpeg1Pack().Get());
-    EXPECT_EQ(extractor.Pack(MpegBuilder().Mpeg2Pack(5).Fill(9).Get()).bytes,
-              MpegBuilder().Mpeg2Pack(0).Get());
-    EXPECT_EQ(extractor.Pack(MpegBuilder().Code(0xBA).Fill(20).Get()).bytes, MpegBuilder().Code(0xBA).Get());
+    EXPECT_EQ(extractor.Pack(MpegBuilder().Mpeg1Pack().Fill(9)), MpegBuilder().Mpeg1Pack().Get());
+    EXPECT_EQ(extractor.Pack(MpegBuilder().Mpeg2Pack(5).Fill(9)), MpegBuilder().Mpeg2Pack(0).Get());
+    EXPECT_EQ(extractor.Pack(MpegBuilder().Code(0xBA).Fill(20)), MpegBuilder().Code(0xBA).Get());
 }
 
 TEST(StreamHeader, ASequenceHeaderBringsItsMatricesAndExtensions) {
     Extractor extractor;
-    for (const bool intra : {false, true}) {
-        for (const bool nonIntra : {false, true}) {
-            const Bytes sequence = MpegBuilder().Sequence(intra, nonIntra).Get();
-            EXPECT_EQ(extractor.Sequence(MpegBuilder().Add(sequence).Group(0, 0, 0).Get()).bytes, sequence);
-        }
+    for (const auto& [intra, nonIntra] :
+         {std::pair{false, false}, {true, false}, {false, true}, {true, true}}) {
+        const MpegBuilder sequence = MpegBuilder().Sequence(intra, nonIntra);
+        EXPECT_EQ(extractor.Sequence(MpegBuilder(sequence).Group(0, 0, 0)), sequence.Get());
     }
-    const Bytes plainDisplay  = MpegBuilder().Code(0xB5).Add({0x2A, 1, 2, 3, 4}).Get();
-    const Bytes colourDisplay = MpegBuilder().Code(0xB5).Add({0x2B, 1, 1, 1, 1, 2, 3, 4}).Get();
-    const Bytes extension     = MpegBuilder().SequenceExtension().Get();
-    const Bytes sequence      = MpegBuilder().Sequence().Get();
-    const Bytes stuffed       = Join({sequence, {0, 0}, extension, {0}, colourDisplay, plainDisplay});
-    EXPECT_EQ(extractor.Sequence(MpegBuilder().Add(stuffed).Picture().Add(extension).Get()).bytes,
-              Join({sequence, extension, colourDisplay, plainDisplay}));
-    const Bytes other = MpegBuilder().Code(0xB5).Add({0x3F, 7, 7}).Get(); // of an unknown one only the code
-    EXPECT_EQ(extractor.Sequence(Join({sequence, other})).bytes, Join({sequence, {0, 0, 1, 0xB5}}));
+    const Bytes sequence  = MpegBuilder().Sequence().Get();
+    const Bytes extension = MpegBuilder().SequenceExtension().Get();
+    const Bytes plain     = MpegBuilder().Code(0xB5).Add({0x2A, 1, 2, 3, 4}).Get(); // display extensions
+    const Bytes colour    = MpegBuilder().Code(0xB5).Add({0x2B, 1, 1, 1, 1, 2, 3, 4}).Get();
+    const Bytes other     = MpegBuilder().Code(0xB5).Get(); // of an unknown one only the code is taken
+    EXPECT_EQ(extractor.Sequence(MpegBuilder()
+                                     .Add(Join({sequence, {0, 0}, extension, {0}, colour, plain, other}))
+                                     .Add({0x3F, 7})
+                                     .Picture()
+                                     .Add(extension)),
+              Join({sequence, extension, colour, plain, other}));
 }
 
-TEST(StreamHeader, AVideoPacketEndsWithItsSequenceHeaderAndSaysSo) {
+TEST(StreamHeader, APacketEndsWithItsFirstSequenceOrFrameHeaderAndSaysSo) {
     Extractor   extractor;
     const Bytes sequence = MpegBuilder().Sequence().Get();
-    const auto  packet   = [](const Bytes& header) {
-        return MpegBuilder().Code(0xE0).Add({0x12, 0x34}).Add(header);
-    };
-    const auto expected = [&](const Bytes& header) {
-        Bytes bytes = packet(header).Add(sequence).Get();
-        bytes[4]    = 0;
-        bytes[5]    = static_cast<unsigned char>(bytes.size() - 6);
-        return bytes;
-    };
     const Bytes buffered = Join({{0x60, 0x2E}, kStamp});
     const Bytes both     = {0x31, 0, 1, 0, 1, 0x11, 0, 1, 0, 1};
-    for (const Bytes& header : {kStamp, buffered, both}) {
-        EXPECT_EQ(extractor.Video(packet(header).Fill(40).Add(sequence).Get()).bytes, expected(header));
-        EXPECT_EQ(extractor.Video(packet(Join({Bytes(511, 0xFF), header})).Add(sequence).Get()).bytes,
-                  expected(header));
+    for (const Bytes& header : {kStamp, buffered, both, kMpeg2Header}) {
+        for (const std::size_t stuffing : {0U, 511U}) {
+            const Bytes stuffed = Join({Bytes(stuffing, 0xFF), header});
+            EXPECT_EQ(extractor.Video(MpegBuilder().Add(Packet(0xE0, stuffed, sequence, 99)).Fill(9)),
+                      Packet(0xE0, header, sequence));
+            EXPECT_EQ(extractor.Audio(MpegBuilder().Add(Packet(0xC0, stuffed, kFrame, 99)).Fill(9)),
+                      Packet(0xC0, header, kFrame));
+        }
     }
-    const Bytes mpeg2 = {0x81, 0x80, 5, 0x21, 0, 1, 0, 1, 0xFF};
-    EXPECT_EQ(extractor.Video(packet(mpeg2).Add(sequence).Get()).bytes, expected(mpeg2));
-    EXPECT_EQ(extractor.Video(packet({0x0F}).Add(sequence).Get()).result, 0) << "no time stamp";
-    EXPECT_EQ(extractor.Video(packet(Join({Bytes(512, 0xFF), kStamp})).Add(sequence).Get()).result, 0);
-    EXPECT_EQ(extractor.Video(packet(kStamp).Fill(64000).Add(sequence).Get()).bytes.size(), 6 + kStamp.size())
-        << "a sequence header too far away is left out";
-}
-
-TEST(StreamHeader, AnAudioPacketEndsWithItsFirstFrameHeader) {
-    Extractor  extractor;
-    const auto packet = [](const Bytes& header) {
-        return MpegBuilder().Code(0xC0).Add({0x12, 0x34}).Add(header).Add(kFrame).Fill(9);
-    };
-    const auto expected = [](const Bytes& header) {
-        return MpegBuilder()
-            .Code(0xC0)
-            .Add({0, static_cast<int>(header.size() + 4)})
-            .Add(header)
-            .Add(kFrame)
-            .Get();
-    };
-    const Bytes mpeg2 = {0x81, 0x80, 5, 0x21, 0, 1, 0, 1, 0xFF, 0xFF}; // FF FF is no frame yet
-    EXPECT_EQ(extractor.Audio(packet(kStamp).Get()).bytes, expected(kStamp));
-    EXPECT_EQ(extractor.Audio(packet(Join({{0xFF, 0xFF}, kStamp})).Get()).bytes, expected(kStamp));
-    const Bytes last(mpeg2.begin(), mpeg2.end() - 1); // its last FF and the frame's first make no sync either
-    EXPECT_EQ(extractor.Audio(packet(mpeg2).Get()).bytes, expected(mpeg2));
-    EXPECT_EQ(extractor.Audio(packet({0x0F}).Get()).result, 0);
+    // what lies between the header and the sequence header is left out, and a sequence header too far away
+    EXPECT_EQ(extractor.Video(MpegBuilder().Add(Packet(0xE0, kStamp, Join({{5, 5}, sequence})))),
+              Packet(0xE0, kStamp, sequence));
+    EXPECT_EQ(extractor.Video(MpegBuilder().Add(Packet(0xE0, kStamp, {})).Fill(64000).Add(sequence)),
+              Packet(0xE0, kStamp, {}));
+    for (const Bytes& bad : {Bytes{0x0F}, Bytes(512, 0xFF)}) { // no time stamp; too much stuffing
+        EXPECT_EQ(extractor.Video(MpegBuilder().Add(Packet(0xE0, bad, sequence, 7))),
+                  Join({Packet(0xE0, {}, {}, 7), kFailed}));
+        EXPECT_EQ(extractor.Audio(MpegBuilder().Add(Packet(0xC0, bad, kStamp, 7))),
+                  Join({Packet(0xC0, {}, {}, 7), kFailed}));
+    }
 }
 
 TEST(StreamHeader, AWholeProgramStreamGivesOnePacketOfEachStream) {
     const Bytes sequence = MpegBuilder().Sequence().SequenceExtension().Get();
     const Bytes systems  = MpegBuilder().SystemHeader({0xC1, 0xBD, 0xE2}).Get();
-    const auto  video    = [&](int length) {
-        return MpegBuilder().Code(0xE2).Add({0, length}).Add(kStamp).Add(sequence).Get();
-    };
-    const auto audio = [&](int id, int length) {
-        return MpegBuilder().Code(id).Add({0, length}).Add(kStamp).Add(kFrame).Get();
-    };
-    const Bytes stream = MpegBuilder()
-                             .Fill(3, 0)
-                             .Mpeg2Pack(3)
-                             .Add(systems)
-                             .Add(systems)
-                             .Add(MpegBuilder().Code(0xE2).Add({0, 1, 0x0F}).Get()) // fails: not taken
-                             .Add(audio(0xC0, 99))
-                             .Add(audio(0xC1, 99))
-                             .Fill(300)
-                             .Mpeg2Pack()
-                             .Add(systems)
-                             .Add(video(99))
-                             .Add(video(99))
-                             .Get();
-    const Header header = GetHeader(stream);
-    EXPECT_EQ(header.result, 1);
-    const Bytes failed = {0, 0, 1, 0xE2, 0, 1};
-    const int   length = static_cast<int>(kStamp.size() + sequence.size());
-    EXPECT_EQ(header.bytes, Join({MpegBuilder().Mpeg2Pack().Get(), systems, systems, failed, audio(0xC1, 9),
-                                  video(length)}));
+    const Bytes failing  = Packet(0xE2, {0x0F}, {}); // not taken
+    const Bytes video    = Packet(0xE2, kStamp, sequence);
+    const Bytes audio    = Packet(0xC1, kStamp, kFrame);
+    const Bytes stream   = Join({{0, 0},
+                                 MpegBuilder().Mpeg2Pack(3).Get(),
+                                 systems,
+                                 systems,
+                                 failing,
+                                 Packet(0xC0, kStamp, kFrame),
+                                 audio,
+                                 Bytes(300, 0xFF),
+                                 systems,
+                                 video,
+                                 video});
+    const Bytes header =
+        Join({MpegBuilder().Mpeg2Pack().Get(), systems, systems, Packet(0xE2, {}, {}, 1), audio, video});
+    EXPECT_EQ(GetHeader(stream), header);
 
     CKivBitStream s;
-    Bytes         block = Join({stream, {0}});
-    Bytes         dest(header.bytes.size(), 0xEE);
+    Bytes         block = Join({stream, {0}}), dest(header.size(), 0xEE);
+    const auto    room  = static_cast<int>(dest.size());
     s.SourceFromBuffer(block.data(), static_cast<int>(stream.size()));
-    CMObjMpgSystemParser parser;
-    EXPECT_EQ(parser.getHeader(&s, dest.data(), static_cast<int>(dest.size()) - 1), 0);
-    EXPECT_EQ(dest[0], 0xEE);
-    EXPECT_EQ(parser.getHeader(&s, dest.data(), static_cast<int>(dest.size())),
-              static_cast<int>(dest.size()));
-    EXPECT_EQ(dest, header.bytes);
-    CMObjMpgTransportParser transport;
-    EXPECT_EQ(transport.getHeader(&s, dest.data(), static_cast<int>(dest.size())), 0);
+    EXPECT_EQ(CMObjMpgTransportParser().getHeader(&s, dest.data(), room), 0);
+    EXPECT_EQ(CMObjMpgSystemParser().getHeader(&s, dest.data(), room - 1), 0);
+    EXPECT_EQ(dest, Bytes(header.size(), 0xEE));
+    EXPECT_EQ(CMObjMpgSystemParser().getHeader(&s, dest.data(), room), room);
+    EXPECT_EQ(dest, header);
 }
 
 TEST(StreamHeader, OtherStreamsGiveWhatTheyHave) {
-    EXPECT_EQ(GetHeader(MpegBuilder().Fill(9, 0x55).Sequence().Picture().Get()).bytes,
-              MpegBuilder().Sequence().Get());
-    EXPECT_EQ(GetHeader(MpegBuilder().Fill(9, 0x55).Picture().Sequence().Get()).result, 0);
-    EXPECT_EQ(GetHeader(MpegBuilder().Mpeg1Pack().Fill(70000).Get()).bytes, MpegBuilder().Mpeg1Pack().Get());
-    EXPECT_EQ(GetHeader({}).result, 0);
-    EXPECT_EQ(GetHeader(Bytes(70000, 0x55)).result, 0);
-    // cut within the list of the system header: what is there
+    const Bytes pack = MpegBuilder().Mpeg1Pack().Get(), sequence = MpegBuilder().Sequence().Get();
+    EXPECT_EQ(GetHeader(Join({{5, 5}, sequence, pack})), sequence);
+    EXPECT_EQ(GetHeader(MpegBuilder().Picture().Sequence().Get()), Bytes());
+    EXPECT_EQ(GetHeader(Join({pack, Bytes(70000, 0xFF)})), pack);
+    EXPECT_EQ(GetHeader(Bytes(70000, 0x55)), Bytes());
     const Bytes cut = MpegBuilder().Mpeg1Pack().SystemHeader({}).Add({0xC0, 0xE0}).Get();
-    EXPECT_EQ(GetHeader(cut).bytes, cut);
+    EXPECT_EQ(GetHeader(cut), cut) << "cut within the list of the system header";
 }
 
-// A PAT whose adaptation field moves the PID of the PMT, then packets up to the PMT, wherever the reader's
-// buffer ends.
-TEST(StreamHeader, ATransportStreamGivesItsPatAndPmt) {
-    const auto pat = [](unsigned pid, int adaptation) {
-        const Bytes section = {0,
-                               0,
-                               0xB0,
-                               13,
-                               0,
-                               1,
-                               0xC1,
-                               0,
-                               0,
-                               0,
-                               1,
-                               static_cast<unsigned char>(0xE0 | pid >> 8),
-                               static_cast<unsigned char>(pid)};
-        return MpegBuilder().TransportPacket(0, true, section, adaptation).Get();
-    };
-    const Bytes pmt   = MpegBuilder().TransportPacket(0x1234, true, {1, 2, 3}).Get();
-    const Bytes other = MpegBuilder().TransportPacket(0x100, false, {}).Get();
-    Extractor   extractor;
+Bytes Pat(unsigned pmtPid, int adaptation) {
+    const Bytes section = {0, 0, 0xB0, 13, 0, 1, 0xC1, 0, 0, 0, 1};
+    return MpegBuilder()
+        .TransportPacket(0, true, Join({section, test::Big(0xE000U | pmtPid, 2)}), adaptation)
+        .Get();
+}
+
+TEST(StreamHeader, APatTellsThePidOfThePmtBehindAnAdaptationField) {
     for (const int adaptation : {-1, 0, 7, 150}) {
-        Bytes         packet = Join({pat(0x1234, adaptation), {0}});
+        Bytes         packet = Join({Pat(0x1234, adaptation), {0}});
         CKivBitStream s;
         unsigned long pid = 99;
         s.SourceFromBuffer(packet.data(), 188);
         // without an adaptation field the PID is looked for four bytes too early, where this PAT has zeros
-        EXPECT_EQ(extractor.FindPID4PMT(&s, nullptr, pid), adaptation < 0 ? 0 : 1);
+        EXPECT_EQ(Extractor().FindPID4PMT(&s, nullptr, pid), adaptation < 0 ? 0 : 1);
         EXPECT_EQ(pid, adaptation < 0 ? 0U : 0x1234U);
     }
+}
+
+// In step and out of step, and wherever the reader's buffer ends.
+TEST(StreamHeader, ATransportStreamGivesItsPatsAndPmt) {
+    const Bytes pat = Pat(0x1234, 7), other = MpegBuilder().TransportPacket(0x100, false, {}).Get();
+    const Bytes pmt = MpegBuilder().TransportPacket(0x1234, true, {1, 2, 3}).Get();
     for (std::size_t before = 0; before < 400; ++before) {
         MpegBuilder b;
-        b.Add(other);
-        if (before % 3 == 0) b.Fill(before); // out of step
+        b.Add(other).Fill(before % 3 == 0 ? before : 0);
         for (std::size_t i = 0; i < before; ++i) b.Add(other);
-        b.Add(pat(0x1234, -1)).Add(pat(0x1234, 7)).Add(other).Add(pat(0x1234, 7)).Add(pmt).Add(other);
-        const Header header = GetHeader(b.Get());
-        ASSERT_EQ(header.bytes, Join({pat(0x1234, 7), pat(0x1234, 7), pmt})) << before;
+        b.Add(Join({Pat(0x1234, -1), pat, other, pat, pmt, other}));
+        ASSERT_EQ(GetHeader(b.Get()), Join({pat, pat, pmt})) << before;
     }
-    EXPECT_EQ(GetHeader(Join({other, pat(0x1234, 0), other, other})).bytes, pat(0x1234, 0))
-        << "no PMT behind the PAT";
-    EXPECT_EQ(GetHeader(Join({other, other, other, other})).result, 0);
+    EXPECT_EQ(GetHeader(Join({other, pat, other, other})), pat) << "no PMT behind the PAT";
 }
 
 TEST(StreamHeader, SearchesLookAtSixtyFourThousandPlaces) {
-    Extractor extractor;
     for (const auto& [gap, bits, step, code, found] : {std::tuple{63999, 32, 8, 0x1B3UL, 1},
-                                                       {64000, 32, 8, 0x1B3UL, 0},
-                                                       {63999, 24, 8, 1UL, 1},
                                                        {64000, 24, 8, 1UL, 0},
                                                        {7997, 16, 1, 0x1B3UL, 1},
                                                        {7998, 16, 1, 0x1B3UL, 0}}) {
         Bytes bytes = MpegBuilder().Fill(static_cast<std::size_t>(gap), 0x55).Code(0xB3).Fill(4).Get();
         CKivBitStream s;
         s.SourceFromBuffer(bytes.data(), static_cast<int>(bytes.size()) - 1);
-        EXPECT_EQ(extractor.FindCode(&s, code, bits, step), found) << gap << ' ' << bits;
+        EXPECT_EQ(Extractor().FindCode(&s, code, bits, step), found) << gap << ' ' << bits;
     }
 }
 

@@ -1,8 +1,8 @@
 // The MPEG parsers: which streams they recognise, how they measure, and that bulk searching changes nothing.
 #include "KivUtility.h"
 
+#include "media.h"
 #include "mpeg_builder.h"
-#include "temp_folder.h"
 
 #include <gtest/gtest.h>
 
@@ -93,17 +93,9 @@ TEST(MpegRecognition, ATransportStreamNeedsThreeSyncBytes) {
 }
 
 // A full parse as it is defined: one position a step, through the reader's public operations.
-struct Measured {
-    int           type                              = 0;
-    unsigned long frames                            = 0;
-    float         duration                          = 0;
-    unsigned long bitRate                           = 0;
-    bool          operator==(const Measured&) const = default;
-};
-
 class StepByStep {
 public:
-    Measured Measure(CKivBitStream& s) {
+    test::Media Measure(CKivBitStream& s) {
         s.BytesJump(0);
         bool going = Walk(s);
         if (going && !m_hasEnd) {
@@ -111,13 +103,10 @@ public:
             going = Walk(s);
         }
         if (!going || !m_hasEnd || m_end <= m_start) return {};
-        Measured m;
-        m.type     = 2;
-        m.frames   = static_cast<unsigned long>((m_end - m_start) * 29.97 + m_pictures);
-        m.duration = static_cast<float>(static_cast<double>(m.frames) * 0.0333667);
-        m.bitRate  = static_cast<unsigned long>(static_cast<double>(s.GetFileSize()) * 8.0
-                                               / static_cast<double>(m.duration));
-        return m;
+        const auto   frames   = static_cast<unsigned long>((m_end - m_start) * 29.97 + m_pictures);
+        const auto   duration = static_cast<float>(static_cast<double>(frames) * 0.0333667);
+        const double bits     = static_cast<double>(s.GetFileSize()) * 8.0;
+        return {2, frames, duration, static_cast<unsigned long>(bits / static_cast<double>(duration))};
     }
 
 private:
@@ -165,49 +154,41 @@ private:
     }
 };
 
-Measured ParseWith(CKivBitStream& s) {
+test::Media Parse(CKivBitStream& s) {
     CMObjMpg1VideoParser parser;
-    const int            type = parser.ParseFile(&s);
-    return {type, parser.GetFrames(), parser.GetDuration(), parser.GetBitRate()};
+    parser.ParseFile(&s);
+    return test::MediaOf(parser);
 }
 
-// The parser and the model over the same bytes, as a file and as a memory block.
-void ExpectTheSame(const Bytes& bytes, const test::TempFolder& folder, const std::string& what) {
-    const std::string path = folder.Write("stream", bytes);
-    CKivBitStream     file;
-    CKivBitStream     modelFile;
-    ASSERT_EQ(file.SourceFromFile(path.c_str()), 1);
-    ASSERT_EQ(modelFile.SourceFromFile(path.c_str()), 1);
-    const Measured model = StepByStep().Measure(modelFile);
-    EXPECT_TRUE(ParseWith(file) == model) << what << ": frames " << model.frames;
+// What the parser finds in the file, which is what the model finds, there and in a memory block.
+test::Media Measure(const Bytes& bytes, const std::string& what) {
+    static const test::TempFolder folder;
+    const std::string             path = folder.Write("stream", bytes);
+    CKivBitStream                 stream, modelStream;
+    stream.SourceFromFile(path.c_str());
+    modelStream.SourceFromFile(path.c_str());
+    const test::Media found = Parse(stream);
+    EXPECT_EQ(found, StepByStep().Measure(modelStream)) << what;
 
-    Bytes block(bytes), modelBlock(bytes);
-    block.push_back(0);
-    modelBlock.push_back(0);
-    CKivBitStream memory, modelMemory;
-    memory.SourceFromBuffer(block.data(), static_cast<int>(bytes.size()));
-    modelMemory.SourceFromBuffer(modelBlock.data(), static_cast<int>(bytes.size()));
-    EXPECT_TRUE(ParseWith(memory) == StepByStep().Measure(modelMemory)) << what << " in memory";
+    Bytes block = test::Join({bytes, {0}}), modelBlock = block;
+    stream.SourceFromBuffer(block.data(), static_cast<int>(bytes.size()));
+    modelStream.SourceFromBuffer(modelBlock.data(), static_cast<int>(bytes.size()));
+    EXPECT_EQ(Parse(stream), StepByStep().Measure(modelStream)) << what << " in memory";
+    return found;
 }
 
 TEST(MpegMeasuring, AgreesWithTheStepByStepWalkOnSamples) {
-    test::TempFolder folder;
-    int              measured = 0;
-    for (const auto& sample : test::Samples()) {
-        Bytes bytes =
-            MpegBuilder().Sequence().Add(test::ReadWholeFile(sample)).Get(); // any stream is then "video"
-        ExpectTheSame(bytes, folder, sample.string());
-        CKivBitStream s;
-        s.SourceFromFile(folder.Path("stream").c_str());
-        measured += ParseWith(s).type == 2 ? 1 : 0;
+    int measured = 0;
+    for (const auto& sample : test::Samples()) { // any stream behind a sequence header is taken for video
+        const Bytes bytes = MpegBuilder().Sequence().Add(test::ReadWholeFile(sample)).Get();
+        measured += Measure(bytes, sample.string()).type == 2 ? 1 : 0;
     }
     EXPECT_GT(measured, 5);
 }
 
 TEST(MpegMeasuring, AgreesWithTheStepByStepWalkOnMixedCodes) {
-    test::TempFolder folder;
-    std::mt19937     random(4);
-    const auto       pick = [&](unsigned below) { return static_cast<unsigned>(random() % below); };
+    std::mt19937 random(4);
+    const auto   pick = [&](unsigned below) { return static_cast<unsigned>(random() % below); };
     for (int round = 0; round < 60; ++round) {
         MpegBuilder b;
         b.Sequence();
@@ -227,63 +208,45 @@ TEST(MpegMeasuring, AgreesWithTheStepByStepWalkOnMixedCodes) {
         }
         Bytes bytes = b.Get();
         bytes.resize(bytes.size() - pick(12)); // cut within the last code
-        ExpectTheSame(bytes, folder, "round " + std::to_string(round));
+        Measure(bytes, "round " + std::to_string(round));
     }
 }
 
-// A new end time starts the count of steps afresh, the first time does not.
 TEST(MpegMeasuring, GivesUpAfterTwoHundredThousandStepsWithoutATime) {
-    test::TempFolder folder;
-    const auto       stream = [](std::size_t firstGap, std::size_t secondGap) {
-        return MpegBuilder()
-            .Sequence()
-            .Group(0, 0, 0)
-            .Fill(firstGap)
-            .Group(0, 0, 10)
-            .Fill(secondGap)
-            .Group(0, 0, 40)
-            .Fill(300000)
-            .Get();
-    };
-    constexpr std::size_t kSequence = 12,
-                          kGroup    = 1; // steps that stand before and for the first group header
+    constexpr std::size_t kBefore = 12 + 1; // steps on the sequence and the first group header
 
     const struct {
         std::size_t firstGap, secondGap;
         unsigned    seconds;
-    } rows[] = {{199999 - kSequence - kGroup, 199999, 40},
-                {199999 - kSequence - kGroup, 200000, 10},
-                {200000 - kSequence - kGroup, 10, 0}};
+    } rows[] = {{199999 - kBefore, 199999, 40}, // a new end time starts the count afresh
+                {199999 - kBefore, 200000, 10},
+                {200000 - kBefore, 10, 0}};
 
     for (const auto& row : rows) {
-        const Bytes bytes = stream(row.firstGap, row.secondGap);
-        ExpectTheSame(bytes, folder, std::to_string(row.firstGap));
-        CKivBitStream s;
-        s.SourceFromFile(folder.Path("stream").c_str());
-        EXPECT_EQ(ParseWith(s).frames, static_cast<unsigned long>(row.seconds * 29.97));
+        const Bytes bytes = MpegBuilder()
+                                .Sequence()
+                                .Group(0, 0, 0)
+                                .Fill(row.firstGap)
+                                .Group(0, 0, 10)
+                                .Fill(row.secondGap)
+                                .Group(0, 0, 40)
+                                .Fill(300000)
+                                .Get();
+        EXPECT_EQ(Measure(bytes, "gaps").frames, static_cast<unsigned long>(row.seconds * 29.97));
     }
     // the last 200000 bytes are searched when the first walk found no end time
     const Bytes tail =
         MpegBuilder().Sequence().Group(0, 0, 0).Fill(500000).Group(0, 1, 0).Picture().Picture().Get();
-    CKivBitStream s;
-    s.SourceFromFile(folder.Write("stream", tail).c_str());
-    EXPECT_EQ(ParseWith(s).frames, static_cast<unsigned long>(60 * 29.97 + 2));
+    EXPECT_EQ(Measure(tail, "tail").frames, static_cast<unsigned long>(60 * 29.97 + 2));
 }
 
 TEST(MpegMeasuring, TimesThatDoNotAdvanceAndReservedCodesFail) {
-    test::TempFolder folder;
-    const auto       frames = [&](const MpegBuilder& b) {
-        CKivBitStream s;
-        s.SourceFromFile(folder.Write("stream", b.Get()).c_str());
-        const Measured m = ParseWith(s);
-        EXPECT_EQ(m.type, m.frames == 0 ? 0 : 2);
-        return m.frames;
-    };
-    EXPECT_EQ(frames(MpegBuilder().Sequence().Group(1, 0, 0).Group(1, 0, 1)), 29U);
-    EXPECT_EQ(frames(MpegBuilder().Sequence().Group(1, 0, 0).Group(1, 0, 0)), 0U);
-    EXPECT_EQ(frames(MpegBuilder().Sequence().Group(1, 0, 1).Group(1, 0, 0)), 0U);
-    EXPECT_EQ(frames(MpegBuilder().Sequence().Group(1, 0, 0)), 0U);
-    EXPECT_EQ(frames(MpegBuilder().Sequence().Group(1, 0, 0).Group(1, 0, 1).Code(0xB0)), 0U);
+    const MpegBuilder start = MpegBuilder().Sequence().Group(1, 0, 1);
+    EXPECT_EQ(Measure(MpegBuilder(start).Group(1, 0, 2).Get(), "a second").frames, 29U);
+    for (const MpegBuilder& b : {start, MpegBuilder(start).Group(1, 0, 1), MpegBuilder(start).Group(1, 0, 0),
+                                 MpegBuilder(start).Group(1, 0, 2).Code(0xB0)}) {
+        EXPECT_EQ(Measure(b.Get(), "no time").type, 0);
+    }
 }
 
 } // namespace

@@ -1,15 +1,13 @@
 // The parser manager: which parser a file or block gets, who owns it, and what hostile input does to it.
 #include "KivUtility.h"
 
+#include "media.h"
 #include "mpeg_builder.h"
-#include "temp_folder.h"
 
 #include <gtest/gtest.h>
 
 #include <cstdlib>
-#include <functional>
 #include <memory>
-#include <random>
 
 namespace {
 
@@ -37,8 +35,7 @@ TEST(ParserManager, TheExtensionAloneDecidesForDedicatedParsers) {
 }
 
 TEST(ParserManager, ContentDecidesForAllOthers) {
-    test::TempFolder folder;
-    CMObjParserMgr   manager;
+    CMObjParserMgr manager;
     for (const auto& [name, type] : {std::pair{"avi-mpeg4-mp3.avi", 7},
                                      {"mpeg1-video.m1v", 2},
                                      {"video-cd.dat", 3},
@@ -49,26 +46,21 @@ TEST(ParserManager, ContentDecidesForAllOthers) {
                                      {"mp3-cbr.mp3", 6},
                                      {"layer2.mp2", 5},
                                      {"picture.png", 0}}) {
-        const std::string path = folder.Write("renamed.mpg", Sample(name));
-        EXPECT_EQ(manager.checkFormat(path.c_str()), type) << name;
-        EXPECT_EQ(manager.parse(path.c_str())->GetMediaType(), type) << name;
-        EXPECT_EQ(manager.parse(path.c_str())->GetFileSize(), Sample(name).size());
         const Bytes block = Sample(name);
-        EXPECT_EQ(manager.checkFormat(block.data(), static_cast<int>(block.size())), type) << name;
-        EXPECT_EQ(manager.parse(block.data(), static_cast<int>(block.size()))->GetMediaType(), type) << name;
+        EXPECT_EQ(test::Identify(block).type, type) << name;
+        EXPECT_EQ(manager.parse(block.data(), static_cast<int>(block.size()))->GetFileSize(), block.size());
         EXPECT_EQ(block, Sample(name)) << "the caller's block stays as it was";
     }
 }
 
 TEST(ParserManager, WhatCannotBeOpenedIsUnknownAndUnread) {
-    test::TempFolder folder;
-    CMObjParserMgr   manager;
-    for (CMObjBaseParser* parser :
-         {manager.parse(nullptr, 0), manager.parse(nullptr), manager.parse(folder.Path("none").c_str())}) {
-        ASSERT_TRUE(Is<CMObjUnknownParser>(manager.parse(nullptr)));
-        EXPECT_NE(parser, nullptr);
-        EXPECT_EQ(manager.parse(nullptr)->GetFileSize(), 0U);
-    }
+    test::TempFolder  folder;
+    CMObjParserMgr    manager;
+    const std::string none = folder.Path("none.mp4");
+    EXPECT_TRUE(Is<CMObjUnknownParser>(manager.parse(nullptr, 0))
+                && Is<CMObjUnknownParser>(manager.parse(nullptr)));
+    EXPECT_TRUE(Is<CMObjUnknownParser>(manager.parse(none.c_str())));
+    EXPECT_EQ(manager.parse(none.c_str())->GetFileSize(), 0U);
     const Bytes byte(1, 'x');
     EXPECT_EQ(manager.parse(byte.data(), 1)->GetFileSize(), 1U);
     EXPECT_EQ(manager.checkFormat(folder.Write("real.asf", Sample("mpeg1-system.mpg")).c_str()), 0)
@@ -104,34 +96,24 @@ TEST(ParserManager, TheConfiguredBitRateIsReadEachTime) {
     EXPECT_EQ(registry.Delete("FsBitRate"), 1);
 }
 
-template <class Parser> std::unique_ptr<CMObjBaseParser> Make() { return std::make_unique<Parser>(); }
-
-const std::vector<std::function<std::unique_ptr<CMObjBaseParser>()>> kParsers = {
-    Make<CMObjAviParser>,       Make<CMObjMpg1VideoParser>,    Make<CMObjMpg1VcdParser>,
-    Make<CMObjMpgSystemParser>, Make<CMObjMpgTransportParser>, Make<CMObjMp3Parser>,
-    Make<CMObjMpeg4Parser>,     Make<CMObjH264Parser>,         Make<CMObjASFParser>,
-    Make<CMObjQTParser>,        Make<CMObjRMParser>,           Make<CMObjUnknownParser>};
-
 // Every parser, quick and full, on a block that is exactly as long as it says, but for the byte behind it.
-void ParseWithAll(const Bytes& bytes, std::size_t size) {
+template <class... Parsers> void ParseWith(const Bytes& bytes, std::size_t size) {
     const auto block = std::make_unique<unsigned char[]>(size + 1);
-    for (const auto& make : kParsers) {
-        for (const bool quick : {true, false}) {
-            std::copy_n(bytes.begin(), size, block.get());
-            CKivBitStream s;
-            s.SourceFromBuffer(block.get(), static_cast<int>(size));
-            const auto parser = make();
-            const int  type   = quick ? parser->QuickCheck(&s) : parser->ParseFile(&s);
-            ASSERT_TRUE(type == 0 || type == parser->GetMediaType());
-        }
-    }
-    CKivBitStream        s;
-    CKivDynaBuffer       header;
-    CMObjMpgSystemParser system;
-    std::copy_n(bytes.begin(), size, block.get());
-    s.SourceFromBuffer(block.get(), static_cast<int>(size));
-    system.getHeader(&s, &header);
+    const auto parse = [&](CMObjBaseParser&& parser, bool quick) {
+        CKivBitStream s;
+        std::copy_n(bytes.begin(), size, block.get());
+        s.SourceFromBuffer(block.get(), static_cast<int>(size));
+        const int type = quick ? parser.QuickCheck(&s) : parser.ParseFile(&s);
+        ASSERT_TRUE(type == 0 || type == parser.GetMediaType());
+    };
+    (parse(Parsers(), true), ...);
+    (parse(Parsers(), false), ...);
 }
+
+constexpr auto ParseWithAll =
+    ParseWith<CMObjAviParser, CMObjMpg1VideoParser, CMObjMpg1VcdParser, CMObjMpgSystemParser,
+              CMObjMpgTransportParser, CMObjMp3Parser, CMObjMpeg4Parser, CMObjH264Parser, CMObjASFParser,
+              CMObjQTParser, CMObjRMParser, CMObjUnknownParser>;
 
 // Every cut within the headers, and ever fewer further on. KIV_EVERY_TRUNCATION=1 leaves none out, and takes
 // its time.
@@ -139,8 +121,9 @@ TEST(HostileInput, EveryParserEndsOnTruncatedSamples) {
     const bool all = std::getenv("KIV_EVERY_TRUNCATION") != nullptr;
     for (const auto& sample : test::Samples()) {
         const Bytes bytes = test::ReadWholeFile(sample);
-        for (std::size_t size = 1; size <= bytes.size(); size += all || size < 300 ? 1 : 1 + size / 8)
+        for (std::size_t size = 1; size <= bytes.size(); size += all || size < 300 ? 1 : 1 + size / 8) {
             ParseWithAll(bytes, size);
+        }
     }
 }
 
@@ -151,13 +134,13 @@ TEST(HostileInput, EveryParserEndsOnRandomAndDamagedBytes) {
         ParseWithAll(bytes, bytes.size());
     }
     for (const auto& sample : test::Samples()) {
-        Bytes bytes = test::ReadWholeFile(sample);
-        bytes.resize(std::min<std::size_t>(bytes.size(), 12000));
-        for (int round = 0; round < 8 && !bytes.empty(); ++round) {
-            Bytes damaged = bytes;
-            for (int i = 0; i < 20; ++i)
-                damaged[random() % (i < 10 ? std::min<std::size_t>(200, damaged.size()) : damaged.size())] =
-                    static_cast<unsigned char>(random());
+        const Bytes whole = test::ReadWholeFile(sample);
+        for (int round = 0; round < 8 && whole.size() > 200; ++round) {
+            Bytes damaged = test::First(whole, std::min<std::size_t>(whole.size(), 12000));
+            for (const std::size_t within : {std::size_t{200}, damaged.size()}) {
+                for (int i = 0; i < 10; ++i)
+                    damaged[random() % within] = static_cast<unsigned char>(random());
+            }
             ParseWithAll(damaged, damaged.size());
         }
     }
