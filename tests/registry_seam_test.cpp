@@ -40,7 +40,7 @@ TEST_F(RegistrySeam, ATextNeedsNoTerminatorAndEndsAtItsFirst) {
     for (const auto& bytes : stored) {
         CKivRegistryMgr node(root);
         CKivString      text;
-        char            buffer[8] = "before";
+        char            buffer[16] = "before";
         ASSERT_EQ(node.OpenNode("", 0), 1);
         ASSERT_TRUE(WriteValue(root, "text", kRegistryText, Bytes(bytes)));
         EXPECT_EQ(node.ReadValue("text", text, "def"), 1);

@@ -17,8 +17,8 @@ const char kTestKey[] = "SOFTWARE\\Halvorn\\KivUtilityTest";
 std::string Below(const std::string& name) { return std::string(kTestKey) + '\\' + name; }
 
 std::vector<std::string> Items(const CKivStringList& list) {
-    std::vector<std::string> items;
-    for (int i = 0; i < list.GetCount(); ++i) items.emplace_back(list[i]);
+    std::vector<std::string> items(static_cast<std::size_t>(list.GetCount()));
+    std::generate(items.begin(), items.end(), [&list, i = 0]() mutable { return std::string(list[i++]); });
     return items;
 }
 
@@ -128,21 +128,21 @@ TEST_F(Registry, SizedTextReadsStayInTheirBuffer) {
     const struct {
         const char*  name;
         unsigned int size;
-        const char*  def;
         int          result;
+        const char*  def;
         const char*  text;
     } rows[] = {
-        {"missing", 4, "abcd", 0, "before"},
-        {"missing", 4, "def", 1, "def"},
-        {"abc", 4, "d", 1, "d"},
-        {"abc", 5, "d", 1, "abc"},
-        {"number", 4, "d", 1, "d"},
-        {"number", 4, "abcd", 0, "before"},
-        {"abc", 4, "abcd", 0, "before"},
-        {"abc", 0, "", 0, "before"},
-        {"missing", 4, nullptr, 0, "before"},
-        {"abc", 5, nullptr, 1, "abc"},
-        {"missing", 1, "", 1, ""},
+        {"missing", 4, 0, "abcd", "before"},
+        {"missing", 4, 1, "def", "def"},
+        {"abc", 4, 1, "d", "d"},
+        {"abc", 5, 1, "d", "abc"},
+        {"number", 4, 1, "d", "d"},
+        {"number", 4, 0, "abcd", "before"},
+        {"abc", 4, 0, "abcd", "before"},
+        {"abc", 0, 0, "", "before"},
+        {"missing", 4, 0, nullptr, "before"},
+        {"abc", 5, 1, nullptr, "abc"},
+        {"missing", 1, 1, "", ""},
     };
 
     for (const auto& row : rows) {
@@ -309,30 +309,33 @@ TEST_F(Registry, AManagerThatIsOffTouchesNothingAndSucceeds) {
     EXPECT_TRUE(Exists(Below("off")));
 }
 
-TEST_F(Registry, AReaderBesideAWriterSeesOneTextOrTheOther) {
+TEST_F(Registry, ReadersBesideAWriterSeeOneTextOrTheOther) {
     const std::string brief(3, 'b');
     const std::string lengthy(3000, 'l');
-    ASSERT_EQ(node.Update("text", brief.c_str()), 1);
     std::atomic<bool> done = false;
-    std::thread       writer([&] {
-        CKivRegistryMgr writing(HKEY_CURRENT_USER);
-        ASSERT_EQ(writing.OpenNode(kTestKey, 0), 1);
-        for (int i = 0; i < 200; ++i)
-            ASSERT_EQ(writing.Update("text", (i % 2 == 0 ? lengthy : brief).c_str()), 1);
-        done = true;
-    });
-    while (!done) {
-        CKivString text;
-        ASSERT_EQ(node.ReadValue("text", text, "default"), 1);
-        ASSERT_TRUE(text == brief.c_str() || text == lengthy.c_str()) << text;
+    ASSERT_EQ(node.Update("text", brief.c_str()), 1);
+
+    std::thread readers[3];
+    for (auto& reader : readers) {
+        reader = std::thread([&] {
+            CKivRegistryMgr reading(HKEY_CURRENT_USER);
+            ASSERT_EQ(reading.OpenNode(kTestKey, 0), 1);
+            while (!done) {
+                CKivString text;
+                ASSERT_EQ(reading.ReadValue("text", text, "default"), 1);
+                ASSERT_TRUE(text == brief.c_str() || text == lengthy.c_str()) << text;
+            }
+        });
     }
-    writer.join();
+    for (int i = 0; i < 100; ++i) EXPECT_EQ(node.Update("text", (i % 2 == 0 ? lengthy : brief).c_str()), 1);
+    done = true;
+    for (auto& reader : readers) reader.join();
 }
 
 TEST_F(Registry, ManagersInManyThreadsWorkSideBySide) {
-    std::vector<std::thread> threads;
+    std::thread threads[4];
     for (int thread = 0; thread < 4; ++thread) {
-        threads.emplace_back([thread] {
+        threads[thread] = std::thread([thread] {
             for (int i = 0; i < 10; ++i) {
                 CKivRegistryMgr own(HKEY_CURRENT_USER);
                 EXPECT_EQ(own.OpenNode(Below("NIC" + std::to_string(i)).c_str(), 1), 1);

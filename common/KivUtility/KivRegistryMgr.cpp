@@ -3,11 +3,10 @@
 
 #include "platform/registrystore.h"
 
-#include <algorithm>
 #include <cstdint>
 #include <cstring>
+#include <exception>
 #include <limits>
-#include <new>
 #include <optional>
 #include <span>
 #include <utility>
@@ -16,18 +15,20 @@ namespace {
 
 namespace registry = kiv::platform;
 
-// Runs an operation; memory that runs out in it makes it fail.
+// Runs an operation; memory that runs out in it, or a size beyond all memory, makes it fail.
 template <class Operation> int Try(Operation operation) {
     try {
         return operation();
-    } catch (const std::bad_alloc&) {
+    } catch (const std::exception&) {
         return 0;
     }
 }
 
 struct TextRead {
-    int                        found; // the result of a text read: 1 when the value is there, whatever it is
-    std::optional<std::string> text;  // when it is a text stored in at most `maxBytes`
+    // The result of a text read: 1 when the value is there, whatever it is.
+    int found;
+    // Set when it is a text stored in at most `maxBytes`; what c_str() shows is the text.
+    std::optional<std::string> text;
 };
 
 // A look at the value tells how much room it needs, the next one reads it. A value that somebody replaced
@@ -41,13 +42,12 @@ TextRead ReadText(HKEY node, const char* name, std::size_t maxBytes) {
             if (!value) return {0, std::nullopt};
             if (value->type != registry::kRegistryText || value->size > maxBytes) return {1, std::nullopt};
             if (value->size <= text.size()) {
-                // The registry also holds texts without a terminator, and with something behind it.
-                text.resize(std::min(value->size, text.find('\0')));
+                text.resize(value->size); // what others wrote need not end in a terminator
                 return {1, std::move(text)};
             }
             text.resize(value->size);
         }
-    } catch (const std::bad_alloc&) {
+    } catch (const std::exception&) {
         return {0, std::nullopt};
     }
 }
@@ -157,7 +157,8 @@ int CKivRegistryMgr::DeleteNode(int recursive) {
         if (recursive != 0) {
             for (const auto& subKey : registry::SubKeyNames(m_node)) {
                 CKivRegistryMgr below(m_root);
-                if (below.OpenNode((path + '\\' + subKey).c_str(), 0) == 0) continue;
+                if (below.OpenNode(std::string(path).append(1, '\\').append(subKey).c_str(), 0) == 0)
+                    continue;
                 below.DeleteNode(recursive);
                 below.CloseNode();
             }

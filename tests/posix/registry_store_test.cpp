@@ -179,13 +179,19 @@ TEST_F(RegistryStore, WhereItCannotBeMadeOrWrittenEveryWriteFails) {
         EXPECT_EQ(Read("n"), -1) << path;
     }
     Use(file);
-    fs::permissions(file, fs::perms::owner_read | fs::perms::others_read);
-    fs::permissions(folder.Path(""), fs::perms(0555));
+    RunSql(file, "PRAGMA journal_mode = DELETE"); // a journal that a reader could do with
+    fs::permissions(file, fs::perms(0444));
+    for (const auto rights : {fs::perms(0777), fs::perms(0555)}) {
+        fs::permissions(folder.Path(""), rights);
+        EXPECT_TRUE(Succeeds(Start([&] {
+            BecomeAnybody();
+            return !Write("FsBitRate", 1) && Read("FsBitRate") == -1; // opened for both, or not at all
+        })));
+    }
     EXPECT_TRUE(Succeeds(Start([&] {
         BecomeAnybody();
-        const bool kept = !Write("FsBitRate", 1);
         Use(folder.Path("new/registry.db"));
-        return kept && !Write("FsBitRate", 1);
+        return !Write("FsBitRate", 1);
     })));
     fs::permissions(folder.Path(""), fs::perms::owner_all);
     EXPECT_EQ(Read("FsBitRate"), 1024000);
@@ -239,9 +245,9 @@ TEST_F(RegistryStore, ManyProcessesMakeAndFillItTogether) {
     constexpr int kKeys      = 20;
     int           start[2];
     ASSERT_EQ(::pipe(start), 0);
-    std::vector<pid_t> children;
+    pid_t children[kProcesses] = {};
     for (int process = 0; process < kProcesses; ++process) {
-        children.push_back(Start([&] {
+        children[process] = Start([&] {
             const std::string name = "of process " + std::to_string(process);
             char              none = 0;
             ::close(start[1]);
@@ -252,7 +258,7 @@ TEST_F(RegistryStore, ManyProcessesMakeAndFillItTogether) {
                     return false;
             }
             return true;
-        }));
+        });
     }
     ::close(start[0]);
     ::close(start[1]);
@@ -287,6 +293,27 @@ TEST_F(RegistryStore, SurvivesAFork) {
     beside.join();
     EXPECT_EQ(Read("beside"), written);
     EXPECT_EQ(Read("of parent"), 19);
+}
+
+// The parent, last to close for all it knows, clears up; the child's node must not be left hanging in the
+// air.
+TEST_F(RegistryStore, AChildGoesOnAfterItsParentClosed) {
+    CKivRegistryMgr node(HKEY_LOCAL_MACHINE);
+    int             closed[2];
+    ASSERT_EQ(::pipe(closed), 0);
+    ASSERT_EQ(node.OpenNode(kKey, 1), 1);
+    ASSERT_EQ(node.Update("of parent", 1L), 1);
+    const pid_t child = Start([&] {
+        char none = 0;
+        ::close(closed[1]);
+        return ::read(closed[0], &none, 1) == 0 && node.Update("of child", 2L) == 1;
+    });
+    EXPECT_EQ(node.CloseNode(), 1);
+    ::close(closed[0]);
+    ::close(closed[1]);
+    EXPECT_TRUE(Succeeds(child));
+    EXPECT_EQ(Read("of parent"), 1);
+    EXPECT_EQ(Read("of child"), 2);
 }
 
 // The child tells of each write after it returned; what it told of is there, whenever it is killed.

@@ -399,6 +399,8 @@ std::optional<KivRegistryKey> PlaceOf(HKEY key) {
     return KivRegistryKey{std::move(store), root};
 }
 
+HKEY NewKey(KivRegistryKey key) { return new KivRegistryKey(std::move(key)); }
+
 // The connection for work in `key`; null when there is none to be had.
 sqlite3* Reach(const std::optional<KivRegistryKey>& key, Access access) {
     return key && key->store->Reach(access) == State::Ready ? key->store->Db() : nullptr;
@@ -480,10 +482,10 @@ HKEY OpenKey(HKEY root, const char* path) noexcept {
         if (!place || !names) return nullptr;
         const State state = place->store->Reach(Access::Read);
         // Where there is no store yet, a root is there and empty, as it is in a new store.
-        if (state == State::Absent && names->empty()) return new KivRegistryKey(*place);
+        if (state == State::Absent && names->empty()) return NewKey(*place);
         if (state != State::Ready) return nullptr;
         const auto id = Find(place->store->Db(), place->id, *names);
-        return id ? new KivRegistryKey{place->store, *id} : nullptr;
+        return id ? NewKey({place->store, *id}) : nullptr;
     });
 }
 
@@ -493,7 +495,7 @@ HKEY CreateKey(HKEY root, const char* path) noexcept {
         const auto names = Split(path);
         sqlite3*   db    = names ? Reach(place, Access::Create) : nullptr;
         const auto id    = db != nullptr ? FindOrMake(db, place->id, *names) : std::nullopt;
-        return id ? new KivRegistryKey{place->store, *id} : nullptr;
+        return id ? NewKey({place->store, *id}) : nullptr;
     });
 }
 
