@@ -22,5 +22,6 @@ inline void Worsen(int& exitStatus, ExitStatus by) { exitStatus = std::max<int>(
 // exception says and ends with kExitFailed.
 void AddIdentifyCommand(CLI::App& app, int& exitStatus);
 void AddHeaderCommand(CLI::App& app, int& exitStatus);
+void AddRegistryCommand(CLI::App& app, int& exitStatus);
 
 #endif

@@ -32,6 +32,7 @@ int Run(int argc, char** argv) {
     app.require_subcommand(0, 1);
     AddIdentifyCommand(app, exitStatus);
     AddHeaderCommand(app, exitStatus);
+    AddRegistryCommand(app, exitStatus);
     for (CLI::App* command : app.get_subcommands({})) command->group("Commands");
     try {
         app.parse(argc, argv);
