@@ -111,11 +111,11 @@ TEST(MpegAudioParser, RefusesTextNoiseAndTheAudioOfOtherFormats) {
 TEST(MpegAudioParser, SkipsPaddingAndJunkUpToTheLimit) {
     constexpr std::size_t kLimit = 65536;
     const Media           media  = MediaAs(kMp3, 12);
-    for (const unsigned char junk : {'j', '\0', '\xFF'}) {
+    for (const unsigned value : {0x6AU, 0x00U, 0xFFU}) {
+        const auto junk = static_cast<unsigned char>(value);
         for (const std::size_t size : {std::size_t{1}, std::size_t{32764}, kLimit})
-            EXPECT_EQ(Identify(Join({Bytes(size, junk), kMp3.Frames(12)})), media)
-                << size << " of " << int{junk};
-        EXPECT_EQ(TypeOf(Join({Bytes(kLimit + 1, junk), kMp3.Frames(12)})), 0) << int{junk};
+            EXPECT_EQ(Identify(Join({Bytes(size, junk), kMp3.Frames(12)})), media) << size << " of " << value;
+        EXPECT_EQ(TypeOf(Join({Bytes(kLimit + 1, junk), kMp3.Frames(12)})), 0) << value;
     }
     // behind junk more than three headers are asked for, behind padding not
     EXPECT_EQ(TypeOf(Join({Bytes(10, 'j'), kMp3.Frames(4), Bytes(10)})), 0);
