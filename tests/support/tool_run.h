@@ -43,6 +43,7 @@ inline ToolResult RunTool(const std::vector<std::string>& arguments, const Redir
     const auto     quoted     = [](const std::string& word) {
         std::string text(1, kIsWindows ? '"' : '\'');
         for (const char c : word) text += c == '\'' && !kIsWindows ? "'\\''" : std::string(1, c);
+        if (kIsWindows && text.back() == '\\') text += '\\'; // one alone would take the quote's meaning away
         return text += text.front();
     };
     const TempFolder  folder;

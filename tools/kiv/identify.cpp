@@ -77,6 +77,7 @@ private:
             identity.problem = "not enough memory";
             return;
         }
+        if (parser->GetFileSize() == 0) identity.problem = "vanished before it was read";
         identity.format   = parser->GetMediaType();
         identity.bitRate  = parser->GetBitRate();
         identity.duration = parser->GetDuration();

@@ -30,6 +30,7 @@ int Run(int argc, char** argv) {
     app.footer("kiv COMMAND --help tells more about a command.");
     app.get_formatter()->label("SUBCOMMAND", "COMMAND");
     app.require_subcommand(0, 1);
+    app.allow_windows_style_options(false); // there, too, a word that begins with a slash is a path
     AddIdentifyCommand(app, exitStatus);
     AddHeaderCommand(app, exitStatus);
     AddRegistryCommand(app, exitStatus);
