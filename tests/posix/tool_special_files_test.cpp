@@ -1,9 +1,11 @@
 // The command line tool among files, names and streams that only POSIX systems have.
 #include "tool_run.h"
 
+#include <csignal>
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <pty.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -122,6 +124,40 @@ TEST(ToolOutput, ReplacesTheFileBehindALinkAndKeepsItsPermissions) {
     EXPECT_TRUE(fs::is_symlink(folder.Path("link")));
     EXPECT_GT(fs::file_size(file), 1u);
     EXPECT_EQ(fs::status(file).permissions(), fs::perms::owner_read | fs::perms::owner_write);
+}
+
+// No file of this process and its children gets beyond so many bytes.
+class FileSizeLimit {
+public:
+    explicit FileSizeLimit(rlim_t bytes) : m_onExcess(std::signal(SIGXFSZ, SIG_IGN)) {
+        ::getrlimit(RLIMIT_FSIZE, &m_before);
+        const rlimit limit{bytes, m_before.rlim_max};
+        ::setrlimit(RLIMIT_FSIZE, &limit);
+    }
+
+    FileSizeLimit(const FileSizeLimit&)            = delete;
+    FileSizeLimit& operator=(const FileSizeLimit&) = delete;
+
+    ~FileSizeLimit() {
+        ::setrlimit(RLIMIT_FSIZE, &m_before);
+        std::signal(SIGXFSZ, m_onExcess);
+    }
+
+private:
+    void (*m_onExcess)(int);
+    rlimit m_before{};
+};
+
+TEST(ToolOutput, ThatDoesNotFitLeavesTheOldFileAndNothingElse) {
+    const TempFolder  folder;
+    const std::string out    = folder.Write("out", {1, 2, 3});
+    const int         status = [&] {
+        const FileSizeLimit limit(64);
+        return RunTool({"header", kFilm, "-o", out}).status;
+    }();
+    EXPECT_EQ(status, 2);
+    EXPECT_EQ(ReadWholeFile(out), (Bytes{1, 2, 3}));
+    EXPECT_EQ(NamesIn(folder.Path("")), std::vector<std::string>{"out"});
 }
 
 // What `kiv identify FILE` prints on a terminal of so many columns.
