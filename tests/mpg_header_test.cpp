@@ -197,6 +197,14 @@ TEST(StreamHeader, ATransportStreamGivesItsPatsAndPmt) {
     EXPECT_EQ(GetHeader(Join({other, pat, other, other})), pat) << "no PMT behind the PAT";
 }
 
+// Linear in the stream's length: it would take minutes if the header were copied for every kilobyte.
+TEST(StreamHeader, AHostileStreamMayMakeItLongButNotSlow) {
+    MpegBuilder b       = MpegBuilder().Mpeg1Pack().SystemHeader({0xE0});
+    const Bytes failing = Packet(0xE0, {0x0F}, {});
+    for (int i = 0; i < 2000000; ++i) b.Add(failing);
+    EXPECT_GT(GetHeader(b.Get()).size(), 2000000U * 6);
+}
+
 TEST(StreamHeader, SearchesLookAtSixtyFourThousandPlaces) {
     for (const auto& [gap, bits, step, code, found] : {std::tuple{63999, 32, 8, 0x1B3UL, 1},
                                                        {64000, 24, 8, 1UL, 0},

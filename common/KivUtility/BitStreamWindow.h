@@ -10,8 +10,8 @@
 
 namespace kiv {
 
-// A view of a stream that must outlive it; moving the stream by other means is seen here at once. Searches
-// and Bytes() want the stream at a byte border of its buffer.
+// A view of a stream that must outlive it; moving the stream by other means is seen here at once. The stream
+// stands at a byte border.
 class BitStreamWindow {
 public:
     explicit BitStreamWindow(CKivBitStream& stream) : m_stream(stream) {}

@@ -66,12 +66,24 @@ bool IsAudioStream(unsigned char id) { return (id & 0xE0) == 0xC0; }
 
 bool IsVideoStream(unsigned char id) { return (id & 0xF0) == 0xE0; }
 
+// Appends a byte. A large buffer doubles: by its fixed increment alone, a hostile stream's endless header
+// would be copied once for every kilobyte.
+bool AppendByte(CKivDynaBuffer& out, unsigned char byte) {
+    const long increment = out.GetInsBufferByBytes();
+    const bool grows     = out.GetSize() == out.GetCapacity() && out.GetSize() > increment;
+    if (!grows) return out.AddByte(byte);
+    out.SetBufferIncrementalSize(static_cast<unsigned long>(out.GetSize()));
+    const bool added = out.AddByte(byte);
+    out.SetBufferIncrementalSize(static_cast<unsigned long>(increment));
+    return added;
+}
+
 } // namespace
 
 int CMObjMpgBaseParser::PutByteToWriter(CKivBitStream* s, CKivDynaBuffer* out, int n) {
     for (int i = 0; i < n; ++i) {
         const auto byte = static_cast<unsigned char>(s->GetBits(8));
-        if (s->BitsEOF() != 0 || !out->AddByte(byte)) return 0;
+        if (s->BitsEOF() != 0 || !AppendByte(*out, byte)) return 0;
     }
     return 1;
 }
@@ -96,8 +108,8 @@ int CMObjMpgBaseParser::ExtractSystemHeader(CKivBitStream* s, CKivDynaBuffer* ou
     PutByteToWriter(s, out, kFixedBytes);
     while (s->ShowBits(1) == 1 && s->BitsEOF() == 0) {
         const auto id = static_cast<unsigned char>(s->ShowBits(8));
-        if (IsAudioStream(id)) audioCode = kPictureCode + id;
-        if (IsVideoStream(id)) videoCode = kPictureCode + id;
+        if (IsAudioStream(id)) audioCode = kPrefix << 8 | id;
+        if (IsVideoStream(id)) videoCode = kPrefix << 8 | id;
         if (PutByteToWriter(s, out, kEntryBytes) == 0) break;
     }
     return 1;
@@ -221,9 +233,9 @@ bool CMObjMpgBaseParser::AtTransportPackets(CKivBitStream* s) {
 int CMObjMpgBaseParser::ExtractMpeg2TStreamHeader(CKivBitStream* s, CKivDynaBuffer* out) {
     constexpr auto  kPacketBytes = static_cast<int>(kTransportPacket);
     constexpr auto  kPacketBits  = static_cast<unsigned long>(kTransportPacket * 8);
+    constexpr auto  kNoLimit     = std::numeric_limits<std::size_t>::max();
     BitStreamWindow window(*s);
-    auto            unlimited = std::numeric_limits<std::size_t>::max();
-    while (window.SeekByte(kTransportSync, unlimited)) {
+    for (auto unlimited = kNoLimit; window.SeekByte(kTransportSync, unlimited); unlimited = kNoLimit) {
         unsigned long pid = 0;
         if (!AtTransportPackets(s)) {
             s->SkipBits(8);
@@ -283,7 +295,7 @@ void CMObjMpgSystemParser::ExtractPackStreamHeader(CKivBitStream* s, CKivDynaBuf
 
 int CMObjMpgSystemParser::getHeader(CKivBitStream* s, unsigned char* dest, int max) {
     CKivDynaBuffer header;
-    if (getHeader(s, &header) == 0 || header.GetSize() > max) return 0;
+    if (getHeader(s, &header) == 0 || dest == nullptr || header.GetSize() > max) return 0;
     std::memcpy(dest, header.GetBufferPtr(), static_cast<std::size_t>(header.GetSize()));
     return static_cast<int>(header.GetSize());
 }

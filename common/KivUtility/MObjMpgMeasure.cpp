@@ -10,7 +10,7 @@ using namespace kiv::mpeg;
 
 namespace {
 
-// Positions looked at without a new time before a walk gives up.
+// Positions looked at without a new end time before a walk gives up.
 constexpr std::size_t kStepLimit = 200000;
 
 // The second walk starts this many bytes before the end of the file.
@@ -99,7 +99,6 @@ void Walk(CKivBitStream& s, GroupTimes& times) {
 } // namespace
 
 int CMObjMpgBaseParser::ParseGroupOfPictures(CKivBitStream* s) {
-    SetMeasures(0, 0, 0);
     GroupTimes times;
     s->BytesJump(0);
     Walk(*s, times);

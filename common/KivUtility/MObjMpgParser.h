@@ -9,8 +9,8 @@
 // The start-code search, the extractors and the measuring that the four parsers share.
 //
 // The extractors copy header structures from the stream, which stands at the structure's first byte, to the
-// end of `out`, and leave the stream behind what they took. They return 1, or 0 on failure; what was copied
-// by then stays in `out`. At the stream's end they copy what is there.
+// end of `out`, and leave the stream behind what they looked at. They return 1, or 0 on failure; what was
+// copied by then stays in `out`. Where the stream ends within a structure, its last bytes may be left out.
 class KIV_API CMObjMpgBaseParser : public CMObjBaseParser {
 protected:
     // Looks at the next nBits (1..32) for `code` and skips stepBits where they differ: 1 when found (the code

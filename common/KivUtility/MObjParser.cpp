@@ -47,6 +47,7 @@ Kiv_MEDIA_FORMAT_TYPE CMObjBaseParser::QuickCheck(CKivBitStream* s) {
 Kiv_MEDIA_FORMAT_TYPE CMObjBaseParser::ParseFile(CKivBitStream* s) {
     if (s == nullptr) return kKivFmt_Unknown;
     m_fileSize = s->GetFileSize();
+    SetMeasures(0, 0, 0);
     return ParseBitStream(s, 0);
 }
 

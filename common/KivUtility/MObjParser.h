@@ -9,9 +9,11 @@
 #include <cstdint>
 
 // Recognises one family of formats and measures its files. What was measured stays in the parser until the
-// next ParseFile; what a format or a failed measurement does not tell is 0.
+// next ParseFile; what a format does not tell, or could not be measured, is 0.
 // One thread at a time; separate parsers work in parallel.
 class KIV_API CMObjBaseParser {
+    // The order of the virtual operations is that of their slots, which programs linked earlier call by
+    // number: new ones go behind the last.
 public:
     // The bit rate, bits per second, at which the streaming server is configured to send files: the value
     // "FsBitRate" of "SOFTWARE\Halvorn\KivServer" under HKEY_LOCAL_MACHINE, read on every call, or 1024000
@@ -42,17 +44,18 @@ protected:
 public:
     virtual ~CMObjBaseParser() = default;
 
-    // Decides the format and measures nothing. kKivFmt_Unknown for a null stream.
-    Kiv_MEDIA_FORMAT_TYPE QuickCheck(CKivBitStream* s);
-
-    // Decides the format and measures the file. kKivFmt_Unknown for a null stream.
-    Kiv_MEDIA_FORMAT_TYPE ParseFile(CKivBitStream* s);
-
-protected:
     CMObjBaseParser()                                  = default;
     CMObjBaseParser(const CMObjBaseParser&)            = default;
     CMObjBaseParser& operator=(const CMObjBaseParser&) = default;
 
+    // Both read the stream from where it stands, which must be a byte border; kKivFmt_Unknown for a null
+    // stream. Decides the format and measures nothing.
+    Kiv_MEDIA_FORMAT_TYPE QuickCheck(CKivBitStream* s);
+
+    // Decides the format and measures the file.
+    Kiv_MEDIA_FORMAT_TYPE ParseFile(CKivBitStream* s);
+
+protected:
     // Sets frames, duration in seconds and bit rate in bits per second, each cut to what its field holds.
     void SetMeasures(double frames, double seconds, double bitsPerSecond);
 

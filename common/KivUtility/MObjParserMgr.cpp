@@ -16,6 +16,7 @@
 #include <array>
 #include <new>
 #include <span>
+#include <type_traits>
 #include <vector>
 
 namespace {
@@ -58,7 +59,8 @@ private:
 
 } // namespace
 
-template <class Rewind> Kiv_MEDIA_FORMAT_TYPE CMObjParserMgr::Check(CKivBitStream* stream, Rewind rewind) {
+template <class Rewind>
+Kiv_MEDIA_FORMAT_TYPE CMObjParserMgr::CheckByTrials(CKivBitStream* stream, Rewind rewind) {
     for (const MakeParser make : std::span(kTrials).first(kTrialsOfChecking)) {
         rewind();
         m_parser.reset();
@@ -71,7 +73,7 @@ template <class Rewind> Kiv_MEDIA_FORMAT_TYPE CMObjParserMgr::Check(CKivBitStrea
     return kKivFmt_Unknown;
 }
 
-template <class Rewind> CMObjBaseParser* CMObjParserMgr::Parse(CKivBitStream* stream, Rewind rewind) {
+template <class Rewind> CMObjBaseParser* CMObjParserMgr::ParseByTrials(CKivBitStream* stream, Rewind rewind) {
     for (const MakeParser make : kTrials) {
         rewind();
         m_parser.reset();
@@ -84,26 +86,41 @@ template <class Rewind> CMObjBaseParser* CMObjParserMgr::Parse(CKivBitStream* st
 }
 
 CMObjBaseParser* CMObjParserMgr::HoldUnknown() {
+    m_parser.reset();
     m_parser = Make<CMObjUnknownParser>();
     return m_parser.get();
 }
 
 CMObjBaseParser* CMObjParserMgr::parseBitStream(CKivBitStream* stream) {
     if (stream == nullptr) return HoldUnknown();
-    return Parse(stream, [&] { stream->BytesJump(0); });
+    return ParseByTrials(stream, [&] { stream->BytesJump(0); });
 }
 
 Kiv_MEDIA_FORMAT_TYPE CMObjParserMgr::checkBitStreamFormat(CKivBitStream* stream) {
     if (stream == nullptr) return kKivFmt_Unknown;
-    return Check(stream, [&] { stream->BytesJump(0); });
+    return CheckByTrials(stream, [&] { stream->BytesJump(0); });
+}
+
+// Runs `work`, which starts with no parser held; without memory it ends as for a file that is not known.
+template <class Work> auto CMObjParserMgr::OrUnknown(Work work) -> decltype(work()) {
+    m_parser.reset();
+    try {
+        return work();
+    } catch (const std::bad_alloc&) {
+        m_parser.reset();
+        if constexpr (std::is_pointer_v<decltype(work())>)
+            return HoldUnknown();
+        else
+            return kKivFmt_Unknown;
+    }
 }
 
 CMObjBaseParser* CMObjParserMgr::parse(const char* path) {
-    m_parser.reset();
-    CKivBitStream stream;
-    if (stream.SourceFromFile(path) == 0) return HoldUnknown();
-    const CPathParser parts(path, 0);
-    return ParseByExtension(path, parts.GetExtName(), &stream);
+    return OrUnknown([&] {
+        CKivBitStream stream;
+        if (stream.SourceFromFile(path) == 0) return HoldUnknown();
+        return ParseByExtension(path, CPathParser(path, 0).GetExtName(), &stream);
+    });
 }
 
 // Runs the one parser that the extension names, or all by turns.
@@ -132,35 +149,29 @@ CMObjBaseParser* CMObjParserMgr::ParseByExtension(const char* path, const char* 
 }
 
 CMObjBaseParser* CMObjParserMgr::parse(const unsigned char* data, int length) {
-    m_parser.reset();
-    if (data == nullptr || length < 1) return HoldUnknown();
-    try {
+    return OrUnknown([&]() -> CMObjBaseParser* {
+        if (data == nullptr || length < 1) return HoldUnknown();
         BlockCopy     block(data, length);
         CKivBitStream stream;
-        return Parse(&stream, [&] { block.Open(stream); });
-    } catch (const std::bad_alloc&) {
-        return HoldUnknown();
-    }
+        return ParseByTrials(&stream, [&] { block.Open(stream); });
+    });
 }
 
 Kiv_MEDIA_FORMAT_TYPE CMObjParserMgr::checkFormat(const char* path) {
-    m_parser.reset();
-    // not read, kept: servers hand ASF files on by their extension
-    const CPathParser parts(path, 0);
-    if (Kiv_GuessFormatTypeByExtension(parts.GetExtName()) == kKivFmt_Asf) return kKivFmt_Unknown;
-    CKivBitStream stream;
-    return stream.SourceFromFile(path) == 0 ? kKivFmt_Unknown : checkBitStreamFormat(&stream);
+    return OrUnknown([&] {
+        // not read, kept: callers of the quick check have never been told of ASF files
+        const CPathParser parts(path, 0);
+        if (Kiv_GuessFormatTypeByExtension(parts.GetExtName()) == kKivFmt_Asf) return kKivFmt_Unknown;
+        CKivBitStream stream;
+        return stream.SourceFromFile(path) == 0 ? kKivFmt_Unknown : checkBitStreamFormat(&stream);
+    });
 }
 
 Kiv_MEDIA_FORMAT_TYPE CMObjParserMgr::checkFormat(const unsigned char* data, int length) {
-    m_parser.reset();
-    if (data == nullptr || length < 1) return kKivFmt_Unknown;
-    try {
+    return OrUnknown([&] {
+        if (data == nullptr || length < 1) return kKivFmt_Unknown;
         BlockCopy     block(data, length);
         CKivBitStream stream;
-        return Check(&stream, [&] { block.Open(stream); });
-    } catch (const std::bad_alloc&) {
-        m_parser.reset();
-        return kKivFmt_Unknown;
-    }
+        return CheckByTrials(&stream, [&] { block.Open(stream); });
+    });
 }

@@ -24,7 +24,9 @@ public:
     // the parser, whatever the file holds. Null only without memory.
     CMObjBaseParser* parse(const char* path);
 
-    // The same for `length` bytes at `data`, which are copied first; always by content.
+    // The same for `length` bytes at `data`, which are copied first; always by content. A block of MPEG that
+    // ends before the search for an extension start code does, about 8.7 kB, is recognised by checkFormat but
+    // cannot be measured, and so is unknown here.
     CMObjBaseParser* parse(const unsigned char* data, int length);
 
     // The format alone, without measuring; kKivFmt_Unknown when it is not recognised. A file with an ASF
@@ -43,8 +45,9 @@ protected:
 private:
     std::unique_ptr<CMObjBaseParser> m_parser;
 
-    template <class Rewind> Kiv_MEDIA_FORMAT_TYPE Check(CKivBitStream* stream, Rewind rewind);
-    template <class Rewind> CMObjBaseParser*      Parse(CKivBitStream* stream, Rewind rewind);
+    template <class Work> auto                    OrUnknown(Work work) -> decltype(work());
+    template <class Rewind> Kiv_MEDIA_FORMAT_TYPE CheckByTrials(CKivBitStream* stream, Rewind rewind);
+    template <class Rewind> CMObjBaseParser*      ParseByTrials(CKivBitStream* stream, Rewind rewind);
     CMObjBaseParser*                              HoldUnknown();
     CMObjBaseParser* ParseByExtension(const char* path, const char* extension, CKivBitStream* stream);
 };
