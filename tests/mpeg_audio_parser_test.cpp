@@ -1,52 +1,88 @@
 // The MPEG audio parser: recognition, tags, measures by information frame and by counting, damage.
-#include "KivUtility.h"
-
-#include "mpeg_audio_builder.h"
+#include "media.h"
 #include "mpeg_builder.h"
-
-#include <gtest/gtest.h>
 
 namespace {
 
-using test::AudioFormat;
-using test::Bytes;
-using test::Identify;
-using test::Join;
-using test::Media;
-using test::Text;
+using namespace test;
 
-const AudioFormat kMp3;                                    // 44.1 kHz, 128 kbit/s, 417 bytes a frame
-const AudioFormat kMp3Low{.bitRateIndex = 1};              // 32 kbit/s, 104 bytes
-const AudioFormat kLayer2{.layer = 2, .bitRateIndex = 10}; // 192 kbit/s
+// Kilobits per second, 14 by index: Layers I to III of MPEG-1 (ISO/IEC 11172-3), I and the others of 13818-3.
+constexpr unsigned kKbits[] = {32, 64, 96, 128, 160, 192, 224, 256, 288, 320, 352, 384, 416, 448,
+                               32, 48, 56, 64,  80,  96,  112, 128, 160, 192, 224, 256, 320, 384,
+                               32, 40, 48, 56,  64,  80,  96,  112, 128, 160, 192, 224, 256, 320,
+                               32, 48, 56, 64,  80,  96,  112, 128, 144, 160, 176, 192, 224, 256,
+                               8,  16, 24, 32,  40,  48,  56,  64,  80,  96,  112, 128, 144, 160};
 
-Media MediaAs(const AudioFormat& format, unsigned long frames) {
-    return {format.layer == 3 ? kKivFmt_Mp3 : kKivFmt_MpegAudio, frames,
-            static_cast<float>(format.Seconds(static_cast<double>(frames))),
-            frames == 0 ? 0 : format.BitRate()};
+struct AudioFormat {
+    unsigned sampleRate = 44100, layer = 3, bitRateIndex = 9; // MPEG-1 Layer III: 128 kbit/s
+    bool     mono = false, padded = false;
+
+    bool IsMpeg1() const { return sampleRate >= 32000; }
+
+    unsigned Kbits() const {
+        return kKbits[14 * (IsMpeg1() ? layer : layer == 1 ? 4 : 5) + bitRateIndex - 15];
+    }
+
+    unsigned Samples() const { return layer == 1 ? 384 : layer == 3 && !IsMpeg1() ? 576 : 1152; }
+
+    std::size_t Size() const {
+        const unsigned slot = layer == 1 ? 4 : 1;
+        return slot * (Samples() * Kbits() * 125 / slot / sampleRate + (padded ? 1 : 0));
+    }
+
+    Bytes Header() const {
+        const unsigned version   = IsMpeg1() ? 3 : sampleRate < 16000 ? 0 : 2;
+        const unsigned rateIndex = sampleRate % 11025 == 0 ? 0 : sampleRate % 12000 == 0 ? 1 : 2;
+        return Big(0xFFE10000 | version << 19 | (4 - layer) << 17 | bitRateIndex << 12 | rateIndex << 10
+                   | (padded ? 0x200 : 0) | (mono ? 0xC0 : 0));
+    }
+
+    // Frames with the same byte all over, which is no sync byte.
+    Bytes Frames(std::size_t n) const {
+        Bytes whole;
+        for (; n > 0; --n) whole = Join({whole, Header(), Bytes(Size() - 4, 0x55)});
+        return whole;
+    }
+
+    Bytes Xing(const char* id, std::size_t frames, std::size_t bytes) const {
+        const std::size_t sideInformation = IsMpeg1() ? (mono ? 17 : 32) : (mono ? 9 : 17);
+        return With(Frames(1), 4 + sideInformation, Join({Text(id), Big(3), Big(frames), Big(bytes)}));
+    }
+
+    Bytes Vbri(std::size_t frames, std::size_t bytes) const {
+        return With(Frames(1), 4 + 32, Join({Text("VBRI"), Bytes(6), Big(bytes), Big(frames)}));
+    }
+};
+
+// 128 kbit/s and 417 bytes a frame, 32 kbit/s and 104 bytes, 192 kbit/s and 626 bytes.
+const AudioFormat kMp3, kMp3Low{.bitRateIndex = 1}, kLayer2{.layer = 2, .bitRateIndex = 10};
+
+// Frames that are so many bytes together, or all of one bit rate.
+Media MediaAs(const AudioFormat& format, unsigned long frames, double bytes = 0) {
+    const int    type    = format.layer == 3 ? kKivFmt_Mp3 : kKivFmt_MpegAudio;
+    const double seconds = static_cast<double>(frames) * format.Samples() / format.sampleRate;
+    const double rate    = bytes > 0 ? bytes * 8 / seconds : 1000.0 * format.Kbits();
+    return {type, frames, static_cast<float>(seconds), static_cast<unsigned long>(rate)};
 }
 
-int TypeOf(const Bytes& bytes) { return Identify(bytes).type; }
+Bytes Id3v2(const Bytes& content) {
+    const std::size_t n = content.size(), septets = (n & 0x1FC000) << 2 | (n & 0x3F80) << 1 | (n & 0x7F);
+    return Join({Text("ID3"), {4, 0, 0}, Big(septets), content});
+}
 
-// The MPEG audio parser alone, for what an earlier parser takes for itself.
-int OwnTypeOf(Bytes bytes) {
-    CKivBitStream  stream;
-    CMObjMp3Parser parser;
-    stream.SourceFromBuffer(bytes.data(), static_cast<int>(bytes.size()));
-    return parser.ParseFile(&stream);
+const Bytes kId3v1 = Join({Text("TAG"), Bytes(125, 'x')});
+
+// With header and footer, and a size that covers the items and the footer.
+Bytes ApeTag(const Bytes& items, std::size_t size) {
+    const Bytes mark = Join({Text("APETAGEX"), Little(2000), Little(size), Little(1)});
+    return Join({mark, Little(0xA0000000), Bytes(8), items, mark, Little(0x80000000), Bytes(8)});
 }
 
 TEST(MpegAudioParser, MeasuresEveryRateOfEveryLayer) {
-    for (const unsigned sampleRate :
-         {44100U, 48000U, 32000U, 22050U, 24000U, 16000U, 11025U, 12000U, 8000U}) {
-        for (unsigned layer = sampleRate < 16000 ? 3 : 1; layer <= 3; ++layer) {
-            for (unsigned index = 1; index <= 14; ++index) {
-                for (const bool odd : {false, true}) {
-                    const AudioFormat format{sampleRate, layer, index, odd, odd};
-                    ASSERT_EQ(test::IdentifyBlock(format.Frames(4)), MediaAs(format, 4))
-                        << sampleRate << " Hz, layer " << layer << ", index " << index
-                        << ", padded and mono: " << odd;
-                }
-            }
+    for (const unsigned rate : {44100U, 48000U, 32000U, 22050U, 24000U, 16000U, 11025U, 12000U, 8000U}) {
+        for (unsigned i = rate < 16000 ? 2 * 28 : 0; i < 3 * 28; ++i) {
+            const AudioFormat format{rate, 1 + i / 28, 1 + i % 14, i % 28 < 14, i % 28 < 14};
+            ASSERT_EQ(IdentifyBlock(format.Frames(4)), MediaAs(format, 4)) << rate << " Hz, " << i;
         }
     }
 }
@@ -54,176 +90,89 @@ TEST(MpegAudioParser, MeasuresEveryRateOfEveryLayer) {
 // Three headers in a row, or fewer frames that fill the file but for its tags. A frame that the end cuts
 // counts from its whole header on.
 TEST(MpegAudioParser, CountsWhatACutFileHolds) {
-    const Bytes       whole = kMp3Low.Frames(6);
-    const std::size_t frame = kMp3Low.Size();
-    for (std::size_t size = 1; size <= whole.size(); ++size) {
+    const Bytes whole = kMp3Low.Frames(6);
+    for (std::size_t size = 1, frame = kMp3Low.Size(); size <= whole.size(); ++size) {
         const unsigned long headers = (size - 4 + frame) / frame;
         const bool          enough  = size >= 4 && (headers >= 3 || size % frame == 0);
-        ASSERT_EQ(test::IdentifyBlock(test::First(whole, size)), enough ? MediaAs(kMp3Low, headers) : Media{})
-            << size;
+        ASSERT_EQ(IdentifyBlock(First(whole, size)), enough ? MediaAs(kMp3Low, headers) : Media{}) << size;
     }
-    for (const Bytes& tail : {test::Id3v1(), test::ApeTag(Bytes(50, 'i'))})
-        EXPECT_EQ(Identify(Join({kMp3.Frames(1), tail})), MediaAs(kMp3, 1));
-    EXPECT_EQ(TypeOf(Join({kMp3.Frames(2), Bytes(1)})), 0);
 }
 
-TEST(MpegAudioParser, RefusesHeadersThatAreNone) {
-    ASSERT_EQ(TypeOf(kMp3.Frames(20)), kKivFmt_Mp3);
-    for (const auto& [at, value, what] : {std::tuple{1, 0xF1, "AAC in ADTS"},
-                                          {1, 0xF9, "AAC in ADTS, MPEG-2"},
-                                          {1, 0xEB, "reserved version"},
-                                          {1, 0xDB, "no sync"},
-                                          {2, 0x00, "free format"},
-                                          {2, 0xF0, "bit rate index 15"},
-                                          {2, 0x9C, "reserved sampling rate"},
-                                          {3, 0x02, "reserved emphasis"}}) {
+TEST(MpegAudioParser, RefusesWhatIsNone) {
+    // ADTS of MPEG-4 and -2, reserved version, no sync; free format, index 15, reserved rate and emphasis
+    for (const unsigned header :
+         {0xFFF19000, 0xFFF99000, 0xFFEB9000, 0xFFDB9000, 0xFFFB0000, 0xFFFBF000, 0xFFFB9C00, 0xFFFB9002}) {
         Bytes bytes = kMp3.Frames(20);
-        for (std::size_t i = 0; i < 20; ++i)
-            bytes[i * kMp3.Size() + static_cast<std::size_t>(at)] = static_cast<unsigned char>(value);
-        EXPECT_EQ(TypeOf(bytes), 0) << what;
+        for (std::size_t at = 0; at < bytes.size(); at += kMp3.Size()) bytes = With(bytes, at, Big(header));
+        EXPECT_EQ(Identify(bytes), Media{}) << std::hex << header;
     }
-    EXPECT_EQ(TypeOf(AudioFormat{.sampleRate = 11025, .layer = 2}.Frames(20)), 0) << "MPEG-2.5 is Layer III";
-    // headers that do not agree
+    EXPECT_EQ(Identify(AudioFormat{.sampleRate = 11025, .layer = 2}.Frames(20)), Media{});
     for (const AudioFormat& other : {kLayer2, AudioFormat{.sampleRate = 48000}, AudioFormat{.mono = true}})
-        EXPECT_EQ(TypeOf(Join({kMp3.Frames(2), other.Frames(2), kMp3.Frames(2)})), 0);
-}
-
-TEST(MpegAudioParser, RefusesTextNoiseAndTheAudioOfOtherFormats) {
+        EXPECT_EQ(Identify(kMp3.Frames(2), other.Frames(2), kMp3.Frames(2)), Media{}) << other.layer;
     std::mt19937 random(11);
-    for (int round = 0; round < 50; ++round) EXPECT_EQ(TypeOf(test::RandomBytes(random, 30000)), 0);
-    EXPECT_EQ(TypeOf(Join({{0xFF, 0xFE}, Bytes(5000, 'T')})), 0);
-    EXPECT_EQ(TypeOf(Bytes(70000, 0xFF)), 0);
-    EXPECT_EQ(TypeOf(Bytes(70000, 0x00)), 0);
+    for (int round = 0; round < 50; ++round) EXPECT_EQ(Identify(RandomBytes(random, 30000)), Media{});
 
+    // audio of other formats
     const Bytes audio = kLayer2.Frames(30);
     for (const char* start : {"RIFF....WAVEfmt ", "....ftypisom", "....mdat", "OggS", ".RMF", "FLV"})
-        EXPECT_EQ(OwnTypeOf(Join({Text(start), audio})), 0) << start;
-    EXPECT_EQ(OwnTypeOf(Join({Text("something else"), audio})), kKivFmt_MpegAudio);
-    const auto program = test::MpegBuilder().Fill(2000, 'x').Mpeg2Pack().Code(0xC0).Add({0, 0, 0x80, 0, 0});
-    EXPECT_EQ(OwnTypeOf(Join({program.Get(), audio})), 0);
-    EXPECT_EQ(OwnTypeOf(Join({test::MpegBuilder().Sequence().Fill(70, 'x').Get(), audio})), 0);
-    // audio packets among others: a few frames in a row each
-    Bytes packets;
-    for (int i = 0; i < 20; ++i) packets = Join({packets, Bytes(100, 'v'), kLayer2.Frames(3)});
-    EXPECT_EQ(OwnTypeOf(Join({packets, Bytes(100, 'v')})), 0);
+        EXPECT_EQ(Identify(Text(start), audio), Media{}) << start;
+    for (const MpegBuilder& start : {MpegBuilder().Mpeg2Pack(), MpegBuilder().Sequence()})
+        EXPECT_EQ(Identify(Bytes(2000, 'x'), start.Get(), audio), Media{});
+    EXPECT_EQ(Identify(Text("something else"), audio), MediaAs(kLayer2, 30));
 }
 
-TEST(MpegAudioParser, SkipsPaddingAndJunkUpToTheLimit) {
-    constexpr std::size_t kLimit = 65536;
-    const Media           media  = MediaAs(kMp3, 12);
-    for (const unsigned value : {0x6AU, 0x00U, 0xFFU}) {
-        const auto junk = static_cast<unsigned char>(value);
-        for (const std::size_t size : {std::size_t{1}, std::size_t{32764}, kLimit})
-            EXPECT_EQ(Identify(Join({Bytes(size, junk), kMp3.Frames(12)})), media) << size << " of " << value;
-        EXPECT_EQ(TypeOf(Join({Bytes(kLimit + 1, junk), kMp3.Frames(12)})), 0) << value;
-    }
-    // behind junk more than three headers are asked for, behind padding not
-    EXPECT_EQ(TypeOf(Join({Bytes(10, 'j'), kMp3.Frames(4), Bytes(10)})), 0);
-    EXPECT_EQ(Identify(Join({Bytes(10, '\0'), kMp3.Frames(4), Bytes(10)})), MediaAs(kMp3, 4));
-}
-
-TEST(MpegAudioParser, LeavesTagsOut) {
-    const Bytes picture = kLayer2.Frames(100); // more than the limit of junk, and frames by its looks
-    const Bytes tag     = test::Id3v2(picture.size(), picture);
-    const Bytes footed  = test::Id3v2(20, Bytes(20), true);
-    const Media media   = MediaAs(kMp3, 12);
-    const Bytes audio   = kMp3.Frames(12);
-    EXPECT_EQ(Identify(Join({tag, audio})), media);
-    EXPECT_EQ(Identify(Join({footed, tag, footed, audio, test::ApeTag(kMp3.Frames(3)), test::Id3v1()})),
-              media);
-    EXPECT_EQ(Identify(Join({tag, Bytes(65536, 'j'), audio})), media) << "the limit counts from the tags on";
-    // what claims more than there is, or has a size of eight bits, is no tag
-    EXPECT_EQ(Identify(Join({test::Id3v2(0x0FFFFFFF, {}), audio})), media);
-    Bytes wrong = test::Id3v2(300, {});
-    wrong[9] |= 0x80;
-    EXPECT_EQ(Identify(Join({wrong, audio})), media);
-    EXPECT_EQ(TypeOf(test::Id3v2(100, Bytes(100))), 0) << "a tag alone";
-    // so is a tag behind that claims more, or the audio
-    for (const std::size_t size : {std::size_t{0xFFFFFFFF}, audio.size(), audio.size() / 2}) {
-        Bytes ape = test::ApeTag({});
-        test::Put(ape, 32 + 12, test::Little(size));
-        EXPECT_EQ(Identify(Join({audio, ape})), media) << size;
-    }
-    const Bytes footerOnly =
-        Join({Text("APETAGEX"), test::Little(2000), test::Little(audio.size() + 33), Bytes(16)});
-    EXPECT_EQ(Identify(Join({audio, footerOnly})), media);
-}
-
-// Frames of 104 and 417 bytes, four of each turn.
-Bytes Variable(std::size_t turns) {
-    Bytes bytes;
-    for (; turns > 0; --turns) bytes = Join({bytes, kMp3Low.Frames(4), kMp3.Frames(4)});
-    return bytes;
-}
-
-unsigned long AverageRate(std::size_t bytes, double frames) {
-    return static_cast<unsigned long>(static_cast<double>(bytes) * 8 / kMp3.Seconds(frames));
-}
-
-TEST(MpegAudioParser, GivesTheAverageOfAVariableBitRate) {
-    const Media media = Identify(Variable(5));
-    EXPECT_EQ(media.frames, 40U);
-    EXPECT_FLOAT_EQ(media.seconds, static_cast<float>(kMp3.Seconds(40)));
-    EXPECT_EQ(media.bitRate, AverageRate(Variable(5).size(), 40));
+TEST(MpegAudioParser, FindsTheFramesAmongTagsJunkAndDamage) {
+    const Bytes audio = kMp3.Frames(12), one = kMp3.Frames(1), junk(10, 'j'), most(65536, 'j');
+    const Media twelve = MediaAs(kMp3, 12);
+    // a tag longer than the limit of junk, with frames by its looks; one with a footer
+    const Bytes tag = Id3v2(kLayer2.Frames(110)), footed = With(Id3v2(Bytes(30)), 5, {0x10, 0, 0, 0, 20});
+    EXPECT_EQ(Identify(one, kId3v1), MediaAs(kMp3, 1)) << "fills the file";
+    EXPECT_EQ(Identify(footed, tag, footed, audio, ApeTag(audio, audio.size() + 32), kId3v1), twelve);
+    // what claims more than there is, has a size of eight bits, or claims the audio is no tag
+    EXPECT_EQ(Identify(With(Id3v2({}), 6, Bytes(4, 0x7F)), audio), twelve);
+    EXPECT_EQ(Identify(With(Id3v2({}), 9, {0x80}), audio), twelve);
+    EXPECT_EQ(Identify(audio, ApeTag({}, audio.size() / 2)), twelve);
+    EXPECT_EQ(Identify(tag, audio, Text("APETAGEX"), Little(2000), Little(6000), Bytes(16)), twelve);
+    // the limit counts from the tags on; junk, unlike padding, asks for more than three headers behind it
+    EXPECT_EQ(Identify(tag, most, audio), twelve);
+    EXPECT_EQ(Identify(tag, most, Bytes(1), audio), Media{});
+    EXPECT_EQ(Identify(Bytes(65536), audio), twelve);
+    EXPECT_EQ(Identify(Bytes(65537), audio), Media{});
+    EXPECT_EQ(Identify(junk, kMp3.Frames(4), Bytes(10)), Media{});
+    EXPECT_EQ(Identify(Bytes(10), kMp3.Frames(4), Bytes(10)), MediaAs(kMp3, 4));
+    // a lone header in the damage is no frame, nor is one of another stream; one whose header was hit is lost
+    EXPECT_EQ(Identify(audio, most, kMp3.Header(), most, kLayer2.Frames(5), junk, one), MediaAs(kMp3, 13));
+    EXPECT_EQ(Identify(With(audio, 5 * kMp3.Size() + 1, {0}), audio), MediaAs(kMp3, 23));
 }
 
 // 40 frames that claim to be 41: believed while the bytes agree, so that one sees what was believed.
 TEST(MpegAudioParser, BelievesAnInformationFrameThatAgreesWithTheFile) {
-    const Bytes    audio     = Variable(5);
-    const unsigned size      = static_cast<unsigned>(audio.size() + kMp3.Size());
-    const auto     framesFor = [&](const Bytes& information, const Bytes& behind = {}) {
-        return Identify(Join({information, audio, behind})).frames;
-    };
-    EXPECT_EQ(framesFor(kMp3.Xing("Xing", 41, size)), 41U);
-    EXPECT_EQ(framesFor(kMp3.Xing("Xing", 41, size), test::Id3v1()), 41U);
-    EXPECT_EQ(framesFor(kMp3.Vbri(41, size)), 41U);
-    EXPECT_EQ(framesFor(kMp3.Vbri(41, size - static_cast<unsigned>(kMp3.Size()))), 41U);
-    EXPECT_EQ(Identify(Join({kMp3.Xing("Xing", 40, size), audio})).bitRate, AverageRate(audio.size(), 40));
-
-    for (const auto& [frames, bytes, what] : {std::tuple{41U, size + 1, "cut"},
-                                              {41U, size - 418, "joined"},
-                                              {41U, 0U, "of unknown length"},
-                                              {0U, size, "without frames"},
-                                              {9U, size, "more than a frame holds"},
-                                              {0xFFFFFFFFU, size, "less than a frame needs"}}) {
-        EXPECT_EQ(framesFor(kMp3.Xing("Xing", frames, bytes)), 40U) << what;
-        EXPECT_EQ(framesFor(kMp3.Vbri(frames, bytes)), 40U) << what;
+    Bytes audio; // of variable bit rate
+    for (int i = 0; i < 5; ++i) audio = Join({audio, kMp3Low.Frames(4), kMp3.Frames(4)});
+    const unsigned least = static_cast<unsigned>(audio.size()), most = least + 417;
+    const Media    believed = MediaAs(kMp3, 41, least), counted = MediaAs(kMp3, 40, least);
+    EXPECT_EQ(Identify(kMp3.Xing("Xing", 41, most), audio, kId3v1), believed);
+    EXPECT_EQ(Identify(kMp3.Vbri(41, least), audio), believed);
+    EXPECT_EQ(Identify(kMp3.Xing("Info", 41, most), audio), counted) << "a constant rate that is none";
+    // cut, joined, of unknown length, without frames, more than a frame holds, less than one needs
+    for (const auto& [frames, bytes] :
+         {std::pair{41U, most + 1}, {41U, least - 1}, {41U, 0U}, {0U, most}, {9U, most}, {~0U, most}}) {
+        EXPECT_EQ(Identify(kMp3.Xing("Xing", frames, bytes), audio), counted) << frames;
+        EXPECT_EQ(Identify(kMp3.Vbri(frames, bytes), audio), counted) << frames;
     }
-    EXPECT_EQ(framesFor(kMp3.Xing("Info", 41, size)), 40U) << "a constant rate that is none";
 }
 
 TEST(MpegAudioParser, DoesNotCountInformationFrames) {
-    for (const AudioFormat& format :
-         {AudioFormat{.bitRateIndex = 5}, AudioFormat{.bitRateIndex = 5, .mono = true},
-          AudioFormat{.sampleRate = 22050}, AudioFormat{.sampleRate = 11025, .mono = true}}) {
-        AudioFormat large       = format; // as encoders make it, to hold what it tells
-        large.bitRateIndex      = 12;
-        const Bytes audio       = format.Frames(20);
-        const Bytes information = large.Xing("Info", 20, static_cast<unsigned>(audio.size() + large.Size()));
-        EXPECT_EQ(Identify(Join({information, audio})), MediaAs(format, 20)) << "believed";
-        EXPECT_EQ(Identify(Join({information, audio, information, audio})), MediaAs(format, 40)) << "counted";
-        EXPECT_EQ(Identify(Join({large.Vbri(0, 0), audio})), MediaAs(format, 20));
+    for (AudioFormat large :
+         {AudioFormat{}, {.mono = true}, {.sampleRate = 22050}, {.sampleRate = 11025, .mono = true}}) {
+        const AudioFormat format = large;
+        large.bitRateIndex       = 12; // as encoders make it, to hold what it tells
+        const Bytes audio = format.Frames(20), told = large.Xing("Info", 20, audio.size() + large.Size());
+        EXPECT_EQ(Identify(told, audio), MediaAs(format, 20)) << "believed";
+        EXPECT_EQ(Identify(told, audio, told, audio), MediaAs(format, 40)) << "counted";
+        EXPECT_EQ(Identify(large.Vbri(0, 0), audio), MediaAs(format, 20));
     }
-    EXPECT_EQ(Identify(kMp3.Xing("Info", 0, 0)), MediaAs(kMp3, 0)) << "nothing but an information frame";
-}
-
-TEST(MpegAudioParser, GoesOnBehindDamage) {
-    std::mt19937 random(3);
-    const Bytes  half = kMp3.Frames(30);
-    for (const std::size_t size : {1U, 3U, 500U, 40000U, 200000U}) {
-        const Bytes noise = test::RandomBytes(random, size);
-        ASSERT_EQ(Identify(Join({half, noise, half, noise})), MediaAs(kMp3, 60)) << size;
-    }
-    EXPECT_EQ(Identify(Join({half, Bytes(99, 'n'), kMp3.Frames(1)})), MediaAs(kMp3, 31)) << "one frame more";
-    // a lone header in the noise is no frame, nor is one of another stream
-    const Bytes lone =
-        Join({Bytes(700, 'n'), kMp3.Header(), Bytes(700, 'n'), kLayer2.Frames(5), Bytes(9, 'n')});
-    EXPECT_EQ(Identify(Join({half, lone, half})), MediaAs(kMp3, 60));
-    Bytes damaged                 = Join({half, half});
-    damaged[20 * kMp3.Size() + 1] = 0;
-    EXPECT_EQ(Identify(damaged), MediaAs(kMp3, 59)) << "the frame whose header was hit is lost";
-    damaged.erase(damaged.begin(), damaged.begin() + 200);
-    EXPECT_EQ(Identify(damaged), MediaAs(kMp3, 58)) << "and the one whose start is missing";
+    EXPECT_EQ(Identify(kMp3.Xing("Info", 0, 0)), (Media{kKivFmt_Mp3})) << "nothing but an information frame";
 }
 
 } // namespace

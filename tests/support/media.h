@@ -8,8 +8,6 @@
 
 #include <gtest/gtest.h>
 
-#include <initializer_list>
-#include <ostream>
 #include <string_view>
 
 namespace test {
@@ -22,8 +20,12 @@ inline Bytes Join(std::initializer_list<Bytes> pieces) {
 
 inline Bytes Text(std::string_view text) { return {text.begin(), text.end()}; }
 
-inline Bytes First(const Bytes& bytes, std::size_t n) {
-    return {bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(n)};
+inline Bytes First(const Bytes& bytes, std::size_t n) { return {bytes.data(), bytes.data() + n}; }
+
+// The bytes with others written over them at an offset.
+inline Bytes With(Bytes bytes, std::size_t at, const Bytes& others) {
+    std::ranges::copy(others, bytes.data() + at);
+    return bytes;
 }
 
 // A number in `size` bytes, least or most significant first.
@@ -34,13 +36,8 @@ inline Bytes Little(unsigned long long number, std::size_t size = 4) {
 }
 
 inline Bytes Big(unsigned long long number, std::size_t size = 4) {
-    Bytes bytes = Little(number, size);
-    std::reverse(bytes.begin(), bytes.end());
-    return bytes;
-}
-
-inline void Put(Bytes& bytes, std::size_t at, const Bytes& piece) {
-    std::copy(piece.begin(), piece.end(), bytes.begin() + static_cast<std::ptrdiff_t>(at));
+    const Bytes bytes = Little(number, size);
+    return {bytes.rbegin(), bytes.rend()};
 }
 
 struct Media {
@@ -50,35 +47,34 @@ struct Media {
     unsigned long bitRate = 0;
 
     bool operator==(const Media&) const = default;
-};
 
-inline std::ostream& operator<<(std::ostream& out, const Media& m) {
-    return out << "type " << m.type << ", " << m.frames << " frames, " << m.seconds << " s, " << m.bitRate
-               << " bit/s";
-}
+    friend std::ostream& operator<<(std::ostream& out, const Media& m) {
+        return out << m.type << ": " << m.frames << " frames, " << m.seconds << " s, " << m.bitRate << " b/s";
+    }
+};
 
 inline Media MediaOf(CMObjBaseParser& parser) {
     return {parser.GetMediaType(), parser.GetFrames(), parser.GetDuration(), parser.GetBitRate()};
 }
 
-// As a memory block, exactly as long as it is.
-inline Media IdentifyBlock(const Bytes& bytes) {
+// What a file by name, or a block with its size, is.
+template <class... Source> Media Ask(const Source&... source) {
     CMObjParserMgr manager;
-    const int      size = static_cast<int>(bytes.size());
-    const Media    full = MediaOf(*manager.parse(bytes.data(), size));
-    EXPECT_EQ(manager.checkFormat(bytes.data(), size), full.type) << "quick and full disagree";
+    const Media    full = MediaOf(*manager.parse(source...));
+    EXPECT_EQ(manager.checkFormat(source...), full.type) << "quick and full disagree";
     return full;
 }
 
-// As a file and as a block, which must agree.
-inline Media Identify(const Bytes& bytes) {
+// As a memory block, exactly as long as it is.
+inline Media IdentifyBlock(const Bytes& block) { return Ask(block.data(), static_cast<int>(block.size())); }
+
+// The pieces as a file and as a block, which must agree.
+template <class... Pieces> Media Identify(const Pieces&... pieces) {
     static const TempFolder folder;
-    const std::string       path = folder.Write("media", bytes);
-    CMObjParserMgr          manager;
-    const Media             full = MediaOf(*manager.parse(path.c_str()));
-    EXPECT_EQ(manager.checkFormat(path.c_str()), full.type) << "quick and full disagree";
-    EXPECT_EQ(IdentifyBlock(bytes), full) << "block and file disagree";
-    return full;
+    const Bytes             bytes = Join({pieces...});
+    const Media             block = IdentifyBlock(bytes);
+    EXPECT_EQ(Ask(folder.Write("media", bytes).c_str()), block) << "file and block disagree";
+    return block;
 }
 
 } // namespace test

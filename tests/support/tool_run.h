@@ -7,77 +7,48 @@
 #include <cstdlib>
 #include <nlohmann/json.hpp>
 #include <sstream>
-#include <string>
-#include <vector>
 
 namespace test {
 
+namespace fs    = std::filesystem;
+using Arguments = std::vector<std::string>;
+
+inline const std::string kFilm = KIV_SAMPLES_DIR "/mpeg1-system.mpg";
+
 struct ToolResult {
     int         status;
-    std::string out;
-    std::string problems; // from standard error
-    Bytes       outBytes;
-
-    std::vector<std::string> Lines() const {
-        std::vector<std::string> lines;
-        std::istringstream       text(out);
-        for (std::string line; std::getline(text, line);) lines.push_back(line);
-        return lines;
-    }
+    std::string out, problems; // standard output and standard error
 
     // The objects of --json. A line that is no JSON throws.
     std::vector<nlohmann::json> Objects() const {
         std::vector<nlohmann::json> objects;
-        for (const std::string& line : Lines()) objects.push_back(nlohmann::json::parse(line));
+        std::istringstream          lines(out);
+        for (std::string line; std::getline(lines, line);) objects.push_back(nlohmann::json::parse(line));
         return objects;
     }
 };
 
-// Where standard input comes from and standard output goes to, when it is not collected.
-struct Redirection {
-    std::string input, output;
-};
-
-inline ToolResult RunTool(const std::vector<std::string>& arguments, const Redirection& redirection = {}) {
-    constexpr bool kIsWindows = std::filesystem::path::preferred_separator == '\\';
-    const auto     quoted     = [](const std::string& word) {
-        std::string text(1, kIsWindows ? '"' : '\'');
-        for (const char c : word) text += c == '\'' && !kIsWindows ? "'\\''" : std::string(1, c);
-        if (kIsWindows && text.back() == '\\') text += '\\'; // one alone would take the quote's meaning away
-        return text += text.front();
+// Runs the tool with these arguments, none of which holds a quote. Standard output goes to a file instead of
+// the result, and standard input comes from one, where these are named.
+inline ToolResult RunTool(const Arguments& words, const std::string& to = {}, const std::string& from = {}) {
+    constexpr bool kIsWindows = fs::path::preferred_separator == '\\';
+    const auto     quoted     = [](std::string word) {
+        if (kIsWindows && word.ends_with('\\')) word += '\\'; // one alone would take the quote's meaning away
+        return kIsWindows ? '"' + word + '"' : '\'' + word + '\'';
+    };
+    const auto text = [](const std::string& path) {
+        // as text: without the system's line ends
+        return std::string(std::istreambuf_iterator<char>(std::ifstream(path).rdbuf()), {});
     };
     const TempFolder  folder;
-    const std::string out      = redirection.output.empty() ? folder.Path("out") : redirection.output;
-    const std::string problems = folder.Path("problems");
-
-    std::ostringstream command;
-    if (kIsWindows) command << '"'; // the shell there takes the outermost quotes away
-    command << quoted(std::filesystem::path(KIV_TOOL).make_preferred().string());
-    for (const std::string& argument : arguments) command << ' ' << quoted(argument);
-    if (!redirection.input.empty()) command << " < " << quoted(redirection.input);
-    command << " > " << quoted(out) << " 2> " << quoted(problems);
-    if (kIsWindows) command << '"';
-
-    const auto text = [](const std::string& path) {
-        std::ostringstream all;
-        all << std::ifstream(path).rdbuf(); // as text: without the system's line ends
-        return all.str();
-    };
-    const int  status    = std::system(command.str().c_str());
-    const bool collected = redirection.output.empty();
-    // POSIX shells leave the exit status in the high byte
-    return {kIsWindows ? status : status >> 8, collected ? text(out) : "", text(problems),
-            collected ? ReadWholeFile(out) : Bytes()};
-}
-
-// The names in a folder, sorted.
-inline std::vector<std::string> NamesIn(const std::filesystem::path& folder) {
-    std::vector<std::string> names;
-    for (const auto& entry : std::filesystem::directory_iterator(folder)) {
-        names.push_back(entry.path().filename().string());
-    }
-    std::sort(names.begin(), names.end());
-    return names;
+    const std::string out = folder.Path("out"), problems = folder.Path("problems");
+    std::string       command = quoted(fs::path(KIV_TOOL).make_preferred().string());
+    for (const std::string& word : words) command += ' ' + quoted(word);
+    if (!from.empty()) command += " < " + quoted(from);
+    command += " > " + quoted(to.empty() ? out : to) + " 2> " + quoted(problems);
+    if (kIsWindows) command = '"' + command + '"'; // the shell there takes the outermost quotes away
+    const int status = std::system(command.c_str());
+    return {kIsWindows ? status : status >> 8, text(out), text(problems)}; // POSIX: in the high byte
 }
 
 } // namespace test
