@@ -68,7 +68,8 @@ TEST(StringList, CopiesShareTheirItems) {
     auto first = std::make_unique<CKivStringList>();
     first->Add("a");
     first->Add("b");
-    CKivStringList second(std::move(*first)); // a move is a copy
+    // a move is a copy
+    CKivStringList second(std::move(*first)); // NOLINT(performance-move-const-arg)
     EXPECT_EQ(&second[0], &(*first)[0]);
     (*first)[1] = "changed";
     first->Remove(0);
