@@ -14,7 +14,7 @@ namespace {
 using test::Bytes;
 using test::MpegBuilder;
 
-// Everything after the code that was last searched; the measuring is not asked.
+// The quick check of a memory block.
 template <class Parser> int Quick(Bytes bytes) {
     bytes.push_back(0);
     CKivBitStream s;
