@@ -15,7 +15,8 @@ constexpr std::size_t kMost = StreamReader::kMost, kSize = 3 * kMost + 1709; // 
 // Asks for n bytes at an offset and compares: whatever was asked before.
 void ExpectBytes(StreamReader& reader, ByteSpan content, std::uint64_t offset, std::size_t n) {
     const ByteSpan bytes = reader.At(offset, n);
-    const ByteSpan there = content.subspan(std::min<std::uint64_t>(offset, content.size()));
+    const ByteSpan there =
+        content.subspan(static_cast<std::size_t>(std::min<std::uint64_t>(offset, content.size())));
     ASSERT_TRUE(there.size() < n ? bytes.empty() : bytes.size() >= n) << n << " at " << offset;
     ASSERT_TRUE(bytes.size() <= there.size() && std::ranges::equal(bytes, there.first(bytes.size())));
 }
