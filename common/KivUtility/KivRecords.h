@@ -123,7 +123,6 @@ struct Kiv_FILE_INFO_UPDATABLE {
     char          author[32];
     char          copyright[32];
     char          category[32];
-    char          keywords[32];
 };
 
 // All about one file.

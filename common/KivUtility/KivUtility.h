@@ -24,6 +24,11 @@
 #include "MObjRMParser.h"
 #include "MObjUnknownParser.h"
 
+// Management records: the plain structures, what packs them into bytes, and a description of their layouts.
+#include "KivRecordCatalog.h"
+#include "KivRecords.h"
+#include "KivStructWrapper.h"
+
 // Host configuration: the registry, and paths.
 #include "KivPathParser.h"
 #include "KivRegistryMgr.h"
