@@ -1,12 +1,15 @@
 // The format table and the look-ups in it.
 #include "KivMediaFormat.h"
 
+#include "AsciiCase.h"
+
 #include <algorithm>
 #include <array>
 #include <iterator>
-#include <string_view>
 
 namespace {
+
+using kiv::EqualIgnoringCase;
 
 constexpr int kExtensionSlots = 5;
 
@@ -73,12 +76,6 @@ static_assert(NamesEveryFormatOnce());
 const FormatRow* FindRow(Kiv_MEDIA_FORMAT_TYPE format) {
     const auto* row = std::ranges::find(kFormats, format, &FormatRow::format);
     return row == std::end(kFormats) ? nullptr : row;
-}
-
-constexpr char ToLower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
-
-bool EqualIgnoringCase(std::string_view a, std::string_view b) {
-    return std::ranges::equal(a, b, {}, ToLower, ToLower);
 }
 
 // The format of the first row that `matches`.

@@ -29,6 +29,12 @@
 #include "KivRecords.h"
 #include "KivStructWrapper.h"
 
+// Names and texts: subsystems, services, applications and protocols by name, messages and return codes in
+// words.
+#include "KivNames.h"
+#include "KivReturnCodes.h"
+#include "KivStrRes.h"
+
 // Host configuration: the registry, and paths.
 #include "KivPathParser.h"
 #include "KivRegistryMgr.h"
