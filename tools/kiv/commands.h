@@ -23,5 +23,6 @@ inline void Worsen(int& exitStatus, ExitStatus by) { exitStatus = std::max<int>(
 void AddIdentifyCommand(CLI::App& app, int& exitStatus);
 void AddHeaderCommand(CLI::App& app, int& exitStatus);
 void AddRegistryCommand(CLI::App& app, int& exitStatus);
+void AddExplainCommand(CLI::App& app, int& exitStatus);
 
 #endif

@@ -34,6 +34,7 @@ int Run(int argc, char** argv) {
     AddIdentifyCommand(app, exitStatus);
     AddHeaderCommand(app, exitStatus);
     AddRegistryCommand(app, exitStatus);
+    AddExplainCommand(app, exitStatus);
     for (CLI::App* command : app.get_subcommands({})) command->group("Commands");
     try {
         app.parse(argc, argv);

@@ -3,11 +3,11 @@
 #include "commands.h"
 #include "console.h"
 #include "names.h"
+#include "numbers.h"
 
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
-#include <charconv>
 #include <cstdint>
 #include <iterator>
 #include <memory>
@@ -114,19 +114,6 @@ std::string Hex(const Bytes& bytes) {
     std::string    text;
     for (const unsigned char byte : bytes) text.append({kDigits[byte >> 4], kDigits[byte & 15]});
     return text;
-}
-
-// The number that all of `text` spells in `base`; nothing when it spells none or one that does not fit.
-template <class Number> std::optional<Number> ParseNumber(std::string_view text, int base) {
-    Number number           = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number, base);
-    if (error != std::errc() || end != text.data() + text.size()) return std::nullopt;
-    return number;
-}
-
-std::optional<std::uint32_t> ParseDword(std::string_view text) {
-    const bool isHex = text.starts_with("0x") || text.starts_with("0X");
-    return ParseNumber<std::uint32_t>(text.substr(isHex ? 2 : 0), isHex ? 16 : 10);
 }
 
 std::optional<Bytes> ParseHex(std::string_view text) {
