@@ -115,9 +115,10 @@ constexpr KivStringResourceRecord KivStringResourceTable[] = {
     {98, "Reserved Return Code 098"},
     {99, "Reserved Return Code 099"},
     {100, "kKivRC_FirstWarning"},
-    {101, "The User has been added, but one or both of the home directories was not created.\n 1.In the "
-          "media Files window, look for the Broadband and Internet directories that you specified. \n 2. If "
-          "one is missing, create the directory and set its properties "},
+    {101,
+     "The User has been added, but one or both of the home directories was not created.\n"
+     " 1.In the media Files window, look for the Broadband and Internet directories that you specified. \n"
+     " 2. If one is missing, create the directory and set its properties "},
     {102, "确信用户新主目录在不同的文件系统中正确建立 !"_gbk},
     {103, "返回新DSN，需要内部保存到注册表"_gbk},
     {104, "kKivStr_StartMarker"},

@@ -1,0 +1,73 @@
+// Messages, formatting, and return codes in words.
+#include "KivUtility.h"
+
+#include <gtest/gtest.h>
+
+#include <climits>
+#include <cstdint>
+#include <cstring>
+#include <limits>
+#include <set>
+#include <string>
+
+namespace {
+
+const std::string kTooLong = "KivFmtStrV receive format which is too long";
+
+// The sum is that of the texts in another program's GBK: this compiler has made the same bytes.
+TEST(Messages, AreTheSameBytesWhateverCompilerMadeThem) {
+    std::uint64_t sum = 0xCBF29CE484222325; // FNV-1a, the terminators included
+    ASSERT_EQ(TABLEROWS, 111);
+    for (int id = 0; id < TABLEROWS; ++id) {
+        const CKivString text = KivGetStrRes(id);
+        EXPECT_TRUE(text == KivStringResourceTable[id].text && KivStringResourceTable[id].id == id) << id;
+        const char* bytes = text;
+        for (std::size_t i = 0; i <= std::strlen(bytes); ++i)
+            sum = (sum ^ static_cast<unsigned char>(bytes[i])) * 0x100000001B3;
+    }
+    EXPECT_EQ(sum, 0x74DFBB125A337011U);
+    EXPECT_EQ(KivChkStrRes(), 0);
+}
+
+TEST(Messages, OutsideTheTableAreUnknown) {
+    for (const int id : {111, -1, INT_MAX, INT_MIN}) {
+        EXPECT_STREQ(KivGetStrRes(id), "Unknown Message");
+        EXPECT_STREQ(KivGetStrResUtf8(id), "Unknown Message");
+        EXPECT_STREQ(KivFmtStrRes(id), "Unknown Message");
+    }
+}
+
+TEST(Formatting, BearsFormatsAndResultsOfAnyLength) {
+    const std::string format(510, 'x');
+    EXPECT_EQ(std::string(KivFmtStr((format + "%d").c_str(), 1234)), format + "1234");
+    EXPECT_EQ(std::string(KivFmtStr((format + "x%d").c_str(), 1234)), kTooLong);
+    for (const int width : {1022, 1023, 1024, 5000}) {
+        const std::string whole = std::string(static_cast<std::size_t>(width) - 1, ' ') + "7";
+        EXPECT_EQ(std::string(KivFmtStr("%*d", width, 7)), whole.substr(0, 1023));
+    }
+    const char* none = nullptr;
+    EXPECT_STREQ(KivFmtStr(none), "Kiv_FormatString receive NULL format");
+    EXPECT_STREQ(KivFmtStr("%s|%d|%lld|%zu|%.2f", "a", -1, LLONG_MIN, sizeof(char), 1.5),
+                 "a|-1|-9223372036854775808|1|1.50");
+    EXPECT_NE(std::string(KivFmtStrRes(109, "a", 5, 255)).find(" a 5 ff "), std::string::npos);
+}
+
+TEST(ReturnCodes, HaveTheirTextsAndNoOtherNumberHasOne) {
+    for (const auto& [code, text] : {std::pair{0UL, "OK, no error"},
+                                     {6001, "Kiv_NET_SocketOpenedAlready"},
+                                     {7011, "Kiv_NET_EndOfStream"},
+                                     {7013, "Stream stopped for 10 sec"},
+                                     {8401, "Kiv_NET_RTPUDP_ProtocolIsNotUDP"}})
+        EXPECT_STREQ(KivFindNetErrorMsg(code), text);
+    std::set<unsigned long> known;
+    for (int row = 0; row < KivReturnCodeRows; ++row) known.insert(KivReturnCodeTable[row].code);
+    for (unsigned long code = 0; code < 0x3000; ++code)
+        EXPECT_EQ(KivFindNetErrorMsg(code) != "Unknown Error", known.contains(code)) << code;
+    for (const unsigned long code : {6020, 6099, 7010, 7103, 8046})
+        EXPECT_FALSE(known.contains(code)) << code;
+    const auto largest = std::numeric_limits<unsigned long>::max();
+    for (const unsigned long code : {0xFFFFFFFFUL, largest, largest - 0xFFFFFFFF + 7013})
+        EXPECT_EQ(KivFindNetErrorMsg(code) == "Unknown Error", code != 7013) << code; // 7013: 32 bits are all
+}
+
+} // namespace
