@@ -12,8 +12,6 @@
 
 namespace {
 
-const std::string kTooLong = "KivFmtStrV receive format which is too long";
-
 // The sum is that of the texts in another program's GBK: this compiler has made the same bytes.
 TEST(Messages, AreTheSameBytesWhateverCompilerMadeThem) {
     std::uint64_t sum = 0xCBF29CE484222325; // FNV-1a, the terminators included
@@ -40,34 +38,31 @@ TEST(Messages, OutsideTheTableAreUnknown) {
 TEST(Formatting, BearsFormatsAndResultsOfAnyLength) {
     const std::string format(510, 'x');
     EXPECT_EQ(std::string(KivFmtStr((format + "%d").c_str(), 1234)), format + "1234");
-    EXPECT_EQ(std::string(KivFmtStr((format + "x%d").c_str(), 1234)), kTooLong);
+    EXPECT_STREQ(KivFmtStr((format + "x%d").c_str(), 1234), "KivFmtStrV receive format which is too long");
     for (const int width : {1022, 1023, 1024, 5000}) {
         const std::string whole = std::string(static_cast<std::size_t>(width) - 1, ' ') + "7";
         EXPECT_EQ(std::string(KivFmtStr("%*d", width, 7)), whole.substr(0, 1023));
     }
     const char* none = nullptr;
-    EXPECT_STREQ(KivFmtStr(none), "Kiv_FormatString receive NULL format");
+    EXPECT_STREQ(KivFmtStr(none, 0), "Kiv_FormatString receive NULL format");
     EXPECT_STREQ(KivFmtStr("%s|%d|%lld|%zu|%.2f", "a", -1, LLONG_MIN, sizeof(char), 1.5),
                  "a|-1|-9223372036854775808|1|1.50");
     EXPECT_NE(std::string(KivFmtStrRes(109, "a", 5, 255)).find(" a 5 ff "), std::string::npos);
 }
 
 TEST(ReturnCodes, HaveTheirTextsAndNoOtherNumberHasOne) {
-    for (const auto& [code, text] : {std::pair{0UL, "OK, no error"},
-                                     {6001, "Kiv_NET_SocketOpenedAlready"},
-                                     {7011, "Kiv_NET_EndOfStream"},
-                                     {7013, "Stream stopped for 10 sec"},
-                                     {8401, "Kiv_NET_RTPUDP_ProtocolIsNotUDP"}})
-        EXPECT_STREQ(KivFindNetErrorMsg(code), text);
     std::set<unsigned long> known;
     for (int row = 0; row < KivReturnCodeRows; ++row) known.insert(KivReturnCodeTable[row].code);
     for (unsigned long code = 0; code < 0x3000; ++code)
         EXPECT_EQ(KivFindNetErrorMsg(code) != "Unknown Error", known.contains(code)) << code;
-    for (const unsigned long code : {6020, 6099, 7010, 7103, 8046})
-        EXPECT_FALSE(known.contains(code)) << code;
-    const auto largest = std::numeric_limits<unsigned long>::max();
-    for (const unsigned long code : {0xFFFFFFFFUL, largest, largest - 0xFFFFFFFF + 7013})
-        EXPECT_EQ(KivFindNetErrorMsg(code) == "Unknown Error", code != 7013) << code; // 7013: 32 bits are all
+    for (const unsigned long gap : {6020UL, 6099UL, 7010UL, 7103UL, 8046UL})
+        EXPECT_FALSE(known.contains(gap));
+    EXPECT_STREQ(KivFindNetErrorMsg(7013), "Stream stopped for 10 sec");
+    EXPECT_STREQ(KivFindNetErrorMsg(7011), "Kiv_NET_EndOfStream");
+    // 0 where there are but 32 bits
+    const auto behind32Bits = std::numeric_limits<unsigned long>::max() - 0xFFFFFFFF;
+    for (const unsigned long code : {0xFFFFFFFFUL, behind32Bits + 7013})
+        EXPECT_EQ(KivFindNetErrorMsg(code) == "Unknown Error", code != 7013) << code;
 }
 
 } // namespace

@@ -26,9 +26,9 @@ std::string Convert(std::string text, const char* from, const char* to) {
 
 // What the string literals of a row stand for.
 std::string Unquoted(const std::string& literals) {
-    const std::string joined = std::regex_replace(literals, std::regex("\"\\s+\""), "");
+    const std::string joined = std::regex_replace(literals, std::regex(R"re(^"|"\s+"|"\s*$)re"), "");
     std::string       text;
-    for (std::size_t i = 1; i < joined.size() - 1; ++i) {
+    for (std::size_t i = 0; i < joined.size(); ++i) {
         if (joined[i] != '\\')
             text += joined[i];
         else
@@ -44,7 +44,7 @@ TEST(MessageEncoding, IsThatOfTheSystemsConverterForEveryRowOfTheSource) {
     int               id = 0;
     for (std::sregex_iterator match(source.begin(), source.end(), row), end; match != end; ++match, ++id) {
         ASSERT_EQ(match->str(1), std::to_string(id));
-        const std::string text = Unquoted(std::regex_replace(match->str(2), std::regex("\\s+$"), ""));
+        const std::string text = Unquoted(match->str(2));
         EXPECT_EQ(std::string(KivGetStrRes(id)), Convert(text, "UTF-8", "GBK")) << text;
         EXPECT_EQ(std::string(KivGetStrResUtf8(id)), text);
         EXPECT_EQ(Convert(std::string(KivGetStrRes(id)), "GBK", "UTF-8"), text);
