@@ -2,6 +2,8 @@
 #ifndef KIVUTILITY_KIVPLATFORM_H
 #define KIVUTILITY_KIVPLATFORM_H
 
+#include "KivExport.h"
+
 #if defined(_WIN32)
 
 #ifndef WIN32_LEAN_AND_MEAN
@@ -16,6 +18,10 @@
 
 #include <cstdint>
 #include <cstring>
+#include <memory>
+
+// An object of the kernel; null is none.
+using HANDLE = void*;
 
 // An open registry key, or one of the roots below. The roots are never closed.
 using HKEY = struct KivRegistryKey*;
@@ -35,6 +41,61 @@ struct GUID {
 
 inline bool operator==(const GUID& a, const GUID& b) { return std::memcmp(&a, &b, sizeof(GUID)) == 0; }
 
+// Names a window; null is none. It is an identity and points to nothing: the handle of a window that is gone
+// names no other one, for as long as the process lives.
+using HWND = struct KivWindow*;
+
+// The two words that a message carries, each wide enough for a pointer.
+using WPARAM = std::uintptr_t;
+using LPARAM = std::intptr_t;
+
+// A message as it was posted to a window.
+struct KivWindowMessage {
+    unsigned int id;
+    WPARAM       wParam;
+    LPARAM       lParam;
+};
+
+namespace kiv::platform {
+class MessageQueue;
+}
+
+// What a console has instead of a window: a queue of the messages posted to its handle. Any thread may post
+// and any thread may fetch; messages come in the order in which they were posted.
+//
+// At most 10,000 messages wait at one time; a post to a full queue fails and leaves it as it is. So does a
+// post to the handle once the window is destroyed. Messages that were not fetched by then are lost with what
+// they carry: a console takes its handle away from those who post, then fetches until none is left. Nobody
+// may be fetching when the window is destroyed.
+class KIV_API KivMessageWindow {
+public:
+    // Throws std::bad_alloc.
+    KivMessageWindow();
+    ~KivMessageWindow();
+
+    KivMessageWindow(const KivMessageWindow&)            = delete;
+    KivMessageWindow& operator=(const KivMessageWindow&) = delete;
+
+    // Never null.
+    HWND GetHandle() const;
+
+    // Moves the oldest message into `out`. Where there is none it waits for one, at most `timeoutMs`
+    // milliseconds: 0 only looks, -1 waits for ever. False, and `out` as it was, when none came.
+    bool Get(KivWindowMessage& out, int timeoutMs);
+
+private:
+    std::unique_ptr<kiv::platform::MessageQueue> m_queue;
+};
+
 #endif
+
+// Shows a pop-up and, where somebody has to answer it, returns when he has. It gets NUL-terminated texts that
+// live as long as the call, must not throw, and may be called by several threads at once.
+using KivPopUpHandler = void (*)(const char* title, const char* text);
+
+// Sets what shows the library's pop-ups from now on; a service or a test sets its own. Null restores the
+// default: a message box without owner and with an OK button on Windows, one line on standard error
+// elsewhere. Any thread; a pop-up on its way in another thread may still go to the handler before.
+KIV_API void KivSetPopUpHandler(KivPopUpHandler handler);
 
 #endif

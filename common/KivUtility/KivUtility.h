@@ -35,6 +35,11 @@
 #include "KivReturnCodes.h"
 #include "KivStrRes.h"
 
+// Events: the records that servers and their consoles exchange, and the poster that carries a server's
+// reports to its console.
+#include "KivRecords.h"
+#include "KivSvrPostMsg.h"
+
 // Host configuration: the registry, and paths.
 #include "KivPathParser.h"
 #include "KivRegistryMgr.h"

@@ -50,6 +50,11 @@ inline Bytes ReadWholeFile(const std::filesystem::path& path) {
     return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
 }
 
+inline std::string ReadWholeText(const std::filesystem::path& path) {
+    std::ifstream in(path);
+    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+}
+
 inline Bytes RandomBytes(std::mt19937& random, std::size_t size) {
     Bytes bytes(size);
     for (auto& byte : bytes) byte = static_cast<unsigned char>(random());
