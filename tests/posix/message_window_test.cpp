@@ -5,6 +5,7 @@
 
 #include <chrono>
 #include <set>
+#include <string>
 #include <thread>
 
 namespace {
@@ -30,6 +31,27 @@ TEST(MessageWindow, WaitsNoLongerThanToldAndForEverWhenTold) {
     posts.join();
     EXPECT_EQ(message.id, 1U);
     CSvrPostMsg::DisposeMsg(message.wParam);
+}
+
+// Here and not on Windows, because Wine lets a queue grow for ever.
+TEST(MessageWindow, RefusesWhatItsFullQueueCannotTake) {
+    KivMessageWindow window;
+    KivWindowMessage message{};
+    CSvrPostMsg      poster;
+    poster.Register(window.GetHandle(), 1);
+    int posted = 0;
+    while (posted <= 10000 && poster.PostMsg("text") != 0) ++posted;
+    EXPECT_EQ(posted, 10000);
+    const auto fetch = [&] {
+        if (!window.Get(message, 0)) return false;
+        CSvrPostMsg::DisposeMsg(message.wParam);
+        return true;
+    };
+    EXPECT_TRUE(fetch());
+    // of two pieces the first finds a place
+    EXPECT_EQ(poster.PostEvent(kKivSys_Unknown, 1, kKivEvent_Error, std::string(61, 'x').c_str(), 0), 0);
+    while (fetch()) --posted;
+    EXPECT_EQ(posted, 0);
 }
 
 TEST(PopUp, IsALineOnStandardErrorByDefault) {
