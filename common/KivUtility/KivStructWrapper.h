@@ -131,7 +131,7 @@ private:
 
 #define KIV_DECLARE_WRAPPER(Record, Wrapper)                                                                 \
     using Wrapper = KivRecordWrapper<Record>;                                                                \
-    extern template class KivRecordWrapper<Record>;
+    extern template class KIV_API KivRecordWrapper<Record>;
 KIV_FOR_EACH_RECORD(KIV_DECLARE_WRAPPER)
 #undef KIV_DECLARE_WRAPPER
 
