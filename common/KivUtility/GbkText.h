@@ -52,19 +52,19 @@ template <Literal Utf8> inline constexpr auto kGbk = ToGbk(Utf8);
 // "text"_gbk is the text in GBK, as a constant that lives as long as the program.
 template <Literal Utf8> consteval const char* operator""_gbk() { return kGbk<Utf8>.data(); }
 
-// The character that GBK writes as `lead` and `trail`; null for none of the table.
-constexpr const GbkCharacter* CharacterOfGbk(char lead, char trail) {
+// The code point that GBK writes as `lead` and `trail`; 0 for none of the table.
+constexpr char16_t CodePointOfGbk(char lead, char trail) {
     const int code = static_cast<unsigned char>(lead) << 8 | static_cast<unsigned char>(trail);
     for (const GbkCharacter& character : kGbkCharacters) {
-        if (character.gbk == code) return &character;
+        if (character.gbk == code) return character.codePoint;
     }
-    return nullptr;
+    return 0;
 }
 
 // Whether the text is made of ASCII and characters of the table.
 constexpr bool IsGbk(const char* text) {
     while (*text != '\0') {
-        if (!IsAscii(*text) && CharacterOfGbk(text[0], text[1]) == nullptr) return false;
+        if (!IsAscii(*text) && CodePointOfGbk(text[0], text[1]) == 0) return false;
         text += IsAscii(*text) ? 1 : 2;
     }
     return true;
@@ -78,7 +78,7 @@ inline std::string GbkToUtf8(const char* gbk) {
             utf8 += *gbk++;
             continue;
         }
-        const int codePoint = CharacterOfGbk(gbk[0], gbk[1])->codePoint;
+        const int codePoint = CodePointOfGbk(gbk[0], gbk[1]);
         for (const int byte :
              {0xE0 | codePoint >> 12, 0x80 | (codePoint >> 6 & 0x3F), 0x80 | (codePoint & 0x3F)})
             utf8 += static_cast<char>(byte);
