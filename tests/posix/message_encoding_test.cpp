@@ -5,8 +5,8 @@
 
 #include <gtest/gtest.h>
 
-#include <regex>
-#include <string_view>
+#include <string>
+#include <vector>
 
 #include <iconv.h>
 
@@ -24,32 +24,35 @@ std::string Convert(std::string text, const char* from, const char* to) {
     return result.substr(0, result.size() - outLeft);
 }
 
-// What the string literals of a row stand for.
-std::string Unquoted(const std::string& literals) {
-    const std::string joined = std::regex_replace(literals, std::regex(R"re(^"|"\s+"|"\s*$)re"), "");
-    std::string       text;
-    for (std::size_t i = 0; i < joined.size(); ++i) {
-        if (joined[i] != '\\')
-            text += joined[i];
-        else
-            text += joined[++i] == 'n' ? '\n' : joined[i];
+// The texts in the rows of the source's table, without quotes and escapes.
+std::vector<std::string> TextsOfSource() {
+    const test::Bytes bytes = test::ReadWholeFile(KIV_SAMPLES_DIR "/../common/KivUtility/KivStrRes.cpp");
+    const std::string source(bytes.begin(), bytes.end()), head = "KivStringResourceTable[] = {";
+    std::vector<std::string> texts;
+    bool                     quoted = false;
+    for (std::size_t at = source.find(head) + head.size(); quoted || source.compare(at, 2, "};") != 0; ++at) {
+        const char c = source.at(at);
+        if (c == '"')
+            quoted = !quoted;
+        else if (quoted && c == '\\')
+            texts.back() += source[++at] == 'n' ? '\n' : source[at];
+        else if (quoted)
+            texts.back() += c;
+        else if (c == '{')
+            texts.emplace_back();
     }
-    return text;
+    return texts;
 }
 
 TEST(MessageEncoding, IsThatOfTheSystemsConverterForEveryRowOfTheSource) {
-    const test::Bytes bytes = test::ReadWholeFile(KIV_SAMPLES_DIR "/../common/KivUtility/KivStrRes.cpp");
-    const std::string source(bytes.begin(), bytes.end());
-    const std::regex  row(R"re(\{(\d+),\s*((?:"(?:\\.|[^"\\])*"\s*)+)(?:_gbk)?\})re");
-    int               id = 0;
-    for (std::sregex_iterator match(source.begin(), source.end(), row), end; match != end; ++match, ++id) {
-        ASSERT_EQ(match->str(1), std::to_string(id));
-        const std::string text = Unquoted(match->str(2));
-        EXPECT_EQ(std::string(KivGetStrRes(id)), Convert(text, "UTF-8", "GBK")) << text;
-        EXPECT_EQ(std::string(KivGetStrResUtf8(id)), text);
-        EXPECT_EQ(Convert(std::string(KivGetStrRes(id)), "GBK", "UTF-8"), text);
+    const auto texts = TextsOfSource();
+    ASSERT_EQ(texts.size(), static_cast<std::size_t>(TABLEROWS));
+    for (int id = 0; const std::string& text : texts) {
+        const std::string gbk(KivGetStrRes(id));
+        EXPECT_EQ(gbk, Convert(text, "UTF-8", "GBK")) << text;
+        EXPECT_EQ(Convert(gbk, "GBK", "UTF-8"), std::string(KivGetStrResUtf8(id)));
+        EXPECT_EQ(std::string(KivGetStrResUtf8(id++)), text);
     }
-    EXPECT_EQ(id, TABLEROWS);
 }
 
 TEST(Formatting, OfWhatTheLocaleCannotWriteIsEmpty) { EXPECT_STREQ(KivFmtStr("a%ls", L"\u6210"), ""); }
