@@ -129,10 +129,12 @@ private:
     RECORD(sUploadFileInfo, sUploadFileInfo_WRAPPER)                                                         \
     RECORD(_UpLoad_Time_, sUpLoadTime_WRAPPER)
 
+// NOLINTBEGIN(bugprone-macro-parentheses): types cannot stand in parentheses
 #define KIV_DECLARE_WRAPPER(Record, Wrapper)                                                                 \
     using Wrapper = KivRecordWrapper<Record>;                                                                \
     extern template class KIV_API KivRecordWrapper<Record>;
 KIV_FOR_EACH_RECORD(KIV_DECLARE_WRAPPER)
 #undef KIV_DECLARE_WRAPPER
+// NOLINTEND(bugprone-macro-parentheses)
 
 #endif

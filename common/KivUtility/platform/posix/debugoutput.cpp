@@ -5,8 +5,6 @@
 
 namespace kiv::platform {
 
-void WriteDebugText(const char* text) noexcept {
-    std::fprintf(stderr, "%s\n", text);
-}
+void WriteDebugText(const char* text) noexcept { std::fprintf(stderr, "%s\n", text); }
 
 } // namespace kiv::platform

@@ -5,8 +5,6 @@
 
 namespace kiv::platform {
 
-void WriteDebugText(const char* text) noexcept {
-    ::OutputDebugStringA(text);
-}
+void WriteDebugText(const char* text) noexcept { ::OutputDebugStringA(text); }
 
 } // namespace kiv::platform
