@@ -33,14 +33,15 @@ template <class Post, class Drain> void PostInBatches(benchmark::State& state, P
 void Ours(benchmark::State& state) {
     KivMessageWindow window;
     g_theSvrPostMsg.Register(window.GetHandle(), 1);
-    bool allPosted = true;
+    bool       allPosted = true;
+    const auto drain     = [&] {
+        for (KivWindowMessage message{}; window.Get(message, 0);) CSvrPostMsg::DisposeMsg(message.wParam);
+    };
     PostInBatches(
         state, [&] { return allPosted &= Kiv_RaiseEvent(kKivSys_StreamingFs, 1, kSeverity, kText) == 1; },
-        [&] {
-            for (KivWindowMessage message{}; window.Get(message, 0);) CSvrPostMsg::DisposeMsg(message.wParam);
-        });
-    g_theSvrPostMsg.Register(nullptr, 0);
-    for (KivWindowMessage message{}; window.Get(message, 0);) CSvrPostMsg::DisposeMsg(message.wParam);
+        drain);
+    g_theSvrPostMsg.UnRegister();
+    drain();
     if (!allPosted) state.SkipWithError("an event was refused");
 }
 
@@ -58,8 +59,8 @@ void Reference(benchmark::State& state) {
             Kiv_EVENTLOG_INFO event{
                 kKivSys_StreamingFs, 1, kSeverity, static_cast<std::uint32_t>(std::time(nullptr)), "", 0};
             std::memcpy(event.text, kText, sizeof kText);
-            auto envelope =
-                std::make_unique<Envelope>(Kiv_SPMSG_EVENTLOG, std::make_unique<Kiv_EVENTLOG_INFO>(event));
+            auto envelope = std::make_unique<Envelope>(
+                Envelope{Kiv_SPMSG_EVENTLOG, std::make_unique<Kiv_EVENTLOG_INFO>(event)});
             const std::lock_guard held(lock);
             queue.push_back(std::move(envelope));
             return queue.size();

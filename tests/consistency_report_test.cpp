@@ -5,7 +5,6 @@
 
 #include <gtest/gtest.h>
 
-#include <stdexcept>
 #include <string>
 
 namespace {
@@ -13,13 +12,10 @@ namespace {
 std::string g_shown;
 
 TEST(ConsistencyReport, PopsUpAndGoesOnWhateverTheHandlerDoes) {
-    KivSetPopUpHandler([](const char* title, const char* text) {
-        g_shown = title + std::string("|") + text;
-        throw std::runtime_error("handlers should not");
-    });
+    KivSetPopUpHandler([](const char*, const char* text) { throw g_shown = text; });
     kiv::ReportFailedCheck("common/KivUtility/MpgConcat", 516, "bytesWants>=0 Failed");
     KivSetPopUpHandler(nullptr);
-    EXPECT_EQ(g_shown, "PopUp Error|MpgConcat(516) : bytesWants>=0 Failed");
+    EXPECT_EQ(g_shown, "MpgConcat(516) : bytesWants>=0 Failed");
 }
 
 } // namespace

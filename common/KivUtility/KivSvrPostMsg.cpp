@@ -133,6 +133,7 @@ int CSvrPostMsg::PostMsg(const Kiv_EVENTLOG_INFO* info) {
     auto copy = Copy(info);
     if (!copy) return 0;
     if (copy->time == 0) copy->time = kiv::platform::Now();
+    // NOLINTNEXTLINE(clang-analyzer-unix.Malloc): whoever fetches the message frees the copy
     return PostMsg(Kiv_SPMSG_EVENTLOG, copy.release());
 }
 

@@ -35,9 +35,7 @@
 #include "KivReturnCodes.h"
 #include "KivStrRes.h"
 
-// Events: the records that servers and their consoles exchange, and the poster that carries a server's
-// reports to its console.
-#include "KivRecords.h"
+// Events: the poster that carries a server's reports to its console.
 #include "KivSvrPostMsg.h"
 
 // Host configuration: the registry, and paths.

@@ -1,56 +1,46 @@
-// The queue that stands for a window: handles, waiting, and the pop-up that nobody redirected.
+// The queue that stands for a window, and the pop-up that nobody redirected.
 #include "KivUtility.h"
 
 #include <gtest/gtest.h>
 
 #include <chrono>
-#include <set>
 #include <string>
 #include <thread>
 
 namespace {
 
-TEST(MessageWindow, NeverGetsAHandleThatWasInUse) {
-    std::set<HWND> handles;
-    for (int i = 0; i < 100; ++i) EXPECT_TRUE(handles.insert(KivMessageWindow().GetHandle()).second);
-    EXPECT_EQ(handles.count(nullptr), 0U);
-}
+struct MessageWindow : testing::Test {
+    MessageWindow() { poster.Register(window.GetHandle(), 1); }
 
-TEST(MessageWindow, WaitsNoLongerThanToldAndForEverWhenTold) {
+    bool Fetch(int timeoutMs) {
+        if (!window.Get(message, timeoutMs)) return false;
+        CSvrPostMsg::DisposeMsg(message.wParam);
+        return true;
+    }
+
     KivMessageWindow window;
     KivWindowMessage message{7, 8, 9};
-    const auto       start = std::chrono::steady_clock::now();
-    EXPECT_FALSE(window.Get(message, 0) || window.Get(message, 30));
+    CSvrPostMsg      poster;
+};
+
+TEST_F(MessageWindow, WaitsNoLongerThanToldAndForEverWhenTold) {
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_FALSE(Fetch(0) || Fetch(30));
     EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(30));
     EXPECT_TRUE(message.id == 7 && message.wParam == 8 && message.lParam == 9);
-
-    CSvrPostMsg poster;
-    poster.Register(window.GetHandle(), 1);
     std::thread posts([&] { poster.PostMsg(-1); });
-    EXPECT_TRUE(window.Get(message, -1));
+    EXPECT_TRUE(Fetch(-1) && message.id == 1 && message.lParam == 0);
     posts.join();
-    EXPECT_EQ(message.id, 1U);
-    CSvrPostMsg::DisposeMsg(message.wParam);
 }
 
 // Here and not on Windows, because Wine lets a queue grow for ever.
-TEST(MessageWindow, RefusesWhatItsFullQueueCannotTake) {
-    KivMessageWindow window;
-    KivWindowMessage message{};
-    CSvrPostMsg      poster;
-    poster.Register(window.GetHandle(), 1);
+TEST_F(MessageWindow, RefusesWhatItsFullQueueCannotTake) {
     int posted = 0;
     while (posted <= 10000 && poster.PostMsg("text") != 0) ++posted;
-    EXPECT_EQ(posted, 10000);
-    const auto fetch = [&] {
-        if (!window.Get(message, 0)) return false;
-        CSvrPostMsg::DisposeMsg(message.wParam);
-        return true;
-    };
-    EXPECT_TRUE(fetch());
+    EXPECT_TRUE(posted == 10000 && Fetch(0)) << posted;
     // of two pieces the first finds a place
     EXPECT_EQ(poster.PostEvent(kKivSys_Unknown, 1, kKivEvent_Error, std::string(61, 'x').c_str(), 0), 0);
-    while (fetch()) --posted;
+    while (Fetch(0)) --posted;
     EXPECT_EQ(posted, 0);
 }
 

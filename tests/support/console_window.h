@@ -5,25 +5,18 @@
 #include "KivUtility.h"
 
 #include <memory>
-#include <optional>
 
 namespace test {
 
-struct WindowMessage {
-    unsigned int id;
-    WPARAM       wParam;
-    LPARAM       lParam;
-};
-
-// Used by the thread that opened it; any thread may post to it. Goes with what was not fetched.
+// Belongs to the thread that opened it; any thread may post to it.
 class ConsoleWindow {
 public:
-    virtual ~ConsoleWindow() = default;
-
+    virtual ~ConsoleWindow()    = default;
     virtual HWND Handle() const = 0;
 
-    // The oldest message, waited for at most `timeoutMs` milliseconds.
-    virtual std::optional<WindowMessage> Next(int timeoutMs) = 0;
+    // The id and the first parameter of the oldest message, waited for at most `timeoutMs` milliseconds.
+    // False when there is none.
+    virtual bool Next(unsigned int& id, WPARAM& wParam, int timeoutMs) = 0;
 };
 
 std::unique_ptr<ConsoleWindow> OpenConsoleWindow();

@@ -6,10 +6,12 @@ namespace {
 struct QueueWindow : test::ConsoleWindow {
     HWND Handle() const override { return m_window.GetHandle(); }
 
-    std::optional<test::WindowMessage> Next(int timeoutMs) override {
+    bool Next(unsigned int& id, WPARAM& wParam, int timeoutMs) override {
         KivWindowMessage message{};
-        if (!m_window.Get(message, timeoutMs)) return std::nullopt;
-        return test::WindowMessage{message.id, message.wParam, message.lParam};
+        const bool       came = m_window.Get(message, timeoutMs);
+        id                    = message.id;
+        wParam                = message.wParam;
+        return came;
     }
 
     KivMessageWindow m_window;

@@ -8,16 +8,16 @@ struct MessageOnlyWindow : test::ConsoleWindow {
 
     HWND Handle() const override { return m_window; }
 
-    std::optional<test::WindowMessage> Next(int timeoutMs) override {
-        MSG message;
+    bool Next(unsigned int& id, WPARAM& wParam, int timeoutMs) override {
+        const auto timeout = static_cast<DWORD>(timeoutMs);
+        MSG        message{};
         while (::PeekMessageA(&message, m_window, WM_APP, 0xFFFF, PM_REMOVE) == 0) {
-            if (::MsgWaitForMultipleObjects(0, nullptr, FALSE, static_cast<DWORD>(timeoutMs),
-                                            QS_ALLPOSTMESSAGE)
-                != WAIT_OBJECT_0) {
-                return std::nullopt;
-            }
+            if (::MsgWaitForMultipleObjects(0, nullptr, FALSE, timeout, QS_ALLPOSTMESSAGE) != WAIT_OBJECT_0)
+                return false;
         }
-        return test::WindowMessage{message.message, message.wParam, message.lParam};
+        id     = message.message;
+        wParam = message.wParam;
+        return true;
     }
 
     HWND m_window = ::CreateWindowA("STATIC", "", 0, 0, 0, 0, 0, HWND_MESSAGE, nullptr, nullptr, nullptr);
