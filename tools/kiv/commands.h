@@ -24,5 +24,6 @@ void AddIdentifyCommand(CLI::App& app, int& exitStatus);
 void AddHeaderCommand(CLI::App& app, int& exitStatus);
 void AddRegistryCommand(CLI::App& app, int& exitStatus);
 void AddExplainCommand(CLI::App& app, int& exitStatus);
+void AddRecordCommand(CLI::App& app, int& exitStatus);
 
 #endif

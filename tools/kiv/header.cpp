@@ -37,12 +37,6 @@ bool ReadHeader(const InputFile& file, CKivDynaBuffer& header) {
     return stream.SourceFromFile(file.name.c_str()) != 0 && parser.getHeader(&stream, &header) != 0;
 }
 
-bool IsSameFile(const std::filesystem::path& input, const std::string& output) {
-    std::error_code notThere;
-    return !IsStandardOutput(output)
-           && std::filesystem::equivalent(input, platform::FromNarrow(output), notThere);
-}
-
 void PrintSummary(const Options& options, const std::filesystem::path& input, const OutputFile& output) {
     std::string summary = Shown(input) + ": stream header of " + std::to_string(output.Size()) + " bytes in "
                           + output.Shown() + "\n";

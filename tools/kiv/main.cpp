@@ -35,6 +35,7 @@ int Run(int argc, char** argv) {
     AddHeaderCommand(app, exitStatus);
     AddRegistryCommand(app, exitStatus);
     AddExplainCommand(app, exitStatus);
+    AddRecordCommand(app, exitStatus);
     for (CLI::App* command : app.get_subcommands({})) command->group("Commands");
     try {
         app.parse(argc, argv);

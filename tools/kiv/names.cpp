@@ -1,6 +1,7 @@
 // Names of files as text of a terminal and as JSON.
 #include "names.h"
 
+#include "hexadecimal.h"
 #include "platform/paths.h"
 
 #include <algorithm>
@@ -88,27 +89,19 @@ int ColumnsOf(const std::optional<Character>& character) {
     return character && IsIn(kWide, character->code) ? 2 : 1;
 }
 
+} // namespace
+
 bool IsUtf8(std::string_view text) {
     bool is = true;
     EachCharacter(text, [&](std::string_view, const auto& character) { is = is && character.has_value(); });
     return is;
 }
 
-std::string Hexadecimal(std::string_view bytes) {
-    std::string digits;
-    for (const char byte : bytes) {
-        char pair[3];
-        std::snprintf(pair, sizeof pair, "%02x", static_cast<std::uint8_t>(byte));
-        digits += pair;
-    }
-    return digits;
-}
+std::string Shown(const std::filesystem::path& path) { return ShownText(platform::ToUtf8(path)); }
 
-} // namespace
-
-std::string Shown(const std::filesystem::path& path) {
+std::string ShownText(std::string_view text) {
     std::string shown;
-    EachCharacter(platform::ToUtf8(path), [&](std::string_view bytes, const auto& character) {
+    EachCharacter(text, [&](std::string_view bytes, const auto& character) {
         if (IsHarmless(character))
             shown += bytes;
         else

@@ -15,6 +15,12 @@ using Json = nlohmann::ordered_json;
 // \xff. Where it does not separate folders, a backslash is written as \\.
 std::string Shown(const std::filesystem::path& path);
 
+// The same for any text that came from outside.
+std::string ShownText(std::string_view text);
+
+// Whether all of the text is UTF-8 (RFC 3629).
+bool IsUtf8(std::string_view text);
+
 // The terminal columns that a shown text takes.
 int Columns(std::string_view shown);
 

@@ -39,6 +39,11 @@ fs::path BehindLinks(const fs::path& path) {
 
 bool IsStandardOutput(const std::string& name) { return name == "-"; }
 
+bool IsSameFile(const fs::path& input, const std::string& output) {
+    std::error_code notThere;
+    return !IsStandardOutput(output) && fs::equivalent(input, platform::FromNarrow(output), notThere);
+}
+
 void OutputFile::Close::operator()(std::FILE* file) const {
     if (file != stdout) std::fclose(file);
 }

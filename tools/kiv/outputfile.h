@@ -13,6 +13,9 @@ namespace tool {
 // Whether a command's output was named "-", which is standard output.
 bool IsStandardOutput(const std::string& name);
 
+// Whether a command's output of that name is the file that it reads.
+bool IsSameFile(const std::filesystem::path& input, const std::string& output);
+
 // Collects the bytes in a temporary file beside the file that is asked for, and gives it that file's name
 // and permissions when everything is written. Until then, and after any failure, what had the name before
 // is as it was, and nothing else is left behind.

@@ -2,6 +2,7 @@
 #include "KivUtility.h"
 #include "commands.h"
 #include "console.h"
+#include "hexadecimal.h"
 #include "names.h"
 #include "numbers.h"
 
@@ -107,26 +108,6 @@ std::vector<std::string> ValueNames(CKivRegistryMgr& node) {
     return Items(list);
 }
 
-using Bytes = std::vector<unsigned char>;
-
-std::string Hex(const Bytes& bytes) {
-    constexpr char kDigits[] = "0123456789abcdef";
-    std::string    text;
-    for (const unsigned char byte : bytes) text.append({kDigits[byte >> 4], kDigits[byte & 15]});
-    return text;
-}
-
-std::optional<Bytes> ParseHex(std::string_view text) {
-    if (text.size() % 2 != 0) return std::nullopt;
-    Bytes bytes;
-    for (; !text.empty(); text.remove_prefix(2)) {
-        const auto byte = ParseNumber<unsigned char>(text.substr(0, 2), 16);
-        if (!byte) return std::nullopt;
-        bytes.push_back(*byte);
-    }
-    return bytes;
-}
-
 // A value as the tool shows it: a text or a number as what it is, the bytes of anything else in hex digits.
 struct Value {
     std::string type;
@@ -150,12 +131,11 @@ std::optional<Value> ReadValue(CKivRegistryMgr& node, const std::string& name) {
         if (node.ReadValue(name.c_str(), number, 0UL) == 0) return std::nullopt;
         return Value{typeName, number};
     }
-    Bytes          bytes(size);
-    unsigned char  none = 0;
-    unsigned char* data = bytes.empty() ? &none : bytes.data();
+    std::string bytes(size, '\0');
+    auto*       data = reinterpret_cast<unsigned char*>(bytes.data());
     if (node.ReadValueEx(name.c_str(), &data, size) == 0) return std::nullopt;
     bytes.resize(size);
-    return Value{typeName, Hex(bytes)};
+    return Value{typeName, Hexadecimal(bytes)};
 }
 
 ExitStatus Get(const Request& request) {
@@ -171,7 +151,7 @@ ExitStatus Get(const Request& request) {
 
 ExitStatus Set(const Request& request) {
     const auto dword    = ParseDword(request.value);
-    const auto bytes    = ParseHex(request.value);
+    const auto bytes    = FromHexadecimal(request.value);
     const bool isDword  = request.type == "dword";
     const bool isBinary = request.type == "binary";
     if (isDword && !dword)
@@ -182,10 +162,11 @@ ExitStatus Set(const Request& request) {
     CKivRegistryMgr node(request.Root());
     if (node.OpenNode(request.key.c_str(), 1) == 0)
         return Refuse(request.Key(), "the key cannot be made", kExitFailed);
-    const char* name = request.name.c_str();
-    const int   done = isDword    ? node.Update(name, static_cast<long>(*dword))
-                       : isBinary ? node.UpdateEx(name, bytes->data(), static_cast<unsigned int>(bytes->size()))
-                                  : node.Update(name, request.value.c_str());
+    const char* name   = request.name.c_str();
+    const auto  binary = [&] { return reinterpret_cast<const unsigned char*>(bytes->data()); };
+    const int   done   = isDword    ? node.Update(name, static_cast<long>(*dword))
+                         : isBinary ? node.UpdateEx(name, binary(), static_cast<unsigned int>(bytes->size()))
+                                    : node.Update(name, request.value.c_str());
     return done == 1 ? kExitDone : Refuse(request.Value(), "it cannot be written", kExitFailed);
 }
 

@@ -15,7 +15,7 @@ bool IsTerminal(std::FILE* stream);
 // Characters in a line of the terminal behind `stream`; 0 where there is none or it does not tell.
 int TerminalColumns(std::FILE* stream);
 
-// From now on the bytes written to `stream` go out as they are, line ends too.
+// From now on the bytes of `stream` go out or come in as they are, line ends too.
 void MakeBinary(std::FILE* stream);
 
 } // namespace tool::platform

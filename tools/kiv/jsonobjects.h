@@ -1,0 +1,55 @@
+// Reading JSON objects one after another, with the line that each stands in.
+#ifndef KIVTOOL_JSONOBJECTS_H
+#define KIVTOOL_JSONOBJECTS_H
+
+#include "bytesource.h"
+
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace tool {
+
+// The objects of an input that holds them one after another, in lines of their own or not, or in one array.
+// No more than one of them is in memory, and none is longer than kMostBytes.
+class JsonObjects {
+public:
+    static constexpr std::size_t kMostBytes = 1 << 20;
+
+    // source: must outlive this.
+    explicit JsonObjects(ByteSource& source) : m_source(source) {}
+
+    // The next object, or nothing at the end. Throws as Fail() does where the input is not what it should
+    // be, also where an object has a name twice.
+    std::optional<nlohmann::json> Next();
+
+    // Throws: "INPUT: record N (line L): REASON", of the object that was read last.
+    [[noreturn]] void Fail(const std::string& reason) const;
+
+private:
+    static constexpr int kEnd = -1;
+
+    ByteSource&                m_source;
+    std::vector<unsigned char> m_block;
+    std::size_t                m_at       = 0; // in the block
+    int                        m_line     = 1; // that the next byte stands in
+    int                        m_number   = 0; // of the object being read
+    int                        m_start    = 1; // the line that it begins in
+    bool                       m_isArray  = false;
+    bool                       m_hasEnded = false; // the array
+
+    int            Peek();
+    int            Take();
+    int            PeekBehindSpace();
+    bool           GoToObject();
+    bool           EnterArray();
+    bool           GoToElement();
+    bool           EndArray();
+    std::string    TakeObject();
+    nlohmann::json Parse(const std::string& text);
+};
+
+} // namespace tool
+
+#endif
