@@ -76,14 +76,14 @@ TEST(ToolRecord, KnowsHowRecordsTravel) {
         Bytes       bytes;
     } const rows[] = {
         {"Kiv_EVENTLOG_INFO",
-         R"({"subsystem":1,"eventId":-2,"eventType":3,"time":4,"reserved":5,"text":"\"\u00e9\u0001"})",
+         R"({"subsystem":1,"eventId":-2,"eventType":3,"time":4,"reserved":5,"text":"\"}\u00e9\u0001"})",
          Builder()
              .Number(4, 1)
              .Number(4, 0xFFFFFFFE)
              .Number(4, 3)
              .Number(4, 4)
              .Number(4, 5)
-             .Text(64, "\"\xC3\xA9\1")
+             .Text(64, "\"}\xC3\xA9\1")
              .bytes},
         {"Kiv_SYSTEM_STATUS", R"({"cpuLoad":1,"memoryLoad":2,"upTime":3,"hostName":{"hex":"610062"}})",
          Builder().Number(4, 1).Number(4, 2).Number(4, 0x03000000).Text(64, std::string("a\0b", 3)).bytes},
@@ -114,7 +114,7 @@ TEST(ToolRecord, KnowsHowRecordsTravel) {
               Builder().Number(2, 0x0201).Number(14, 0).bytes);
     EXPECT_EQ(Record("decode", rows[0].type, rows[0].bytes).out,
               "{\"subsystem\":1,\"eventId\":-2,\"eventType\":3,\"time\":4,\"reserved\":5,\"text\":"
-              "\"\\\"\xC3\xA9\\u0001\"}\n");
+              "\"\\\"}\xC3\xA9\\u0001\"}\n");
 }
 
 TEST(ToolRecord, RefusesWhatDoesNotFitAndSaysWhere) {
