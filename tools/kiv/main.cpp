@@ -23,7 +23,8 @@ int ExitFor(const CLI::App& app, const CLI::ParseError& error) {
 }
 
 int Run(int argc, char** argv) {
-    CLI::App app("Identifies media files and looks after the configuration of media-streaming servers.",
+    CLI::App app("Identifies media files, and looks after the configuration and the management records of "
+                 "media-streaming servers.",
                  "kiv");
     int      exitStatus = kExitDone;
     app.set_version_flag("--version", "kiv " KIV_VERSION);
