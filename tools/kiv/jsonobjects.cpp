@@ -14,7 +14,9 @@ namespace {
 
 constexpr std::size_t kBlockBytes = 1 << 16;
 
-int LinesIn(std::string_view text) { return static_cast<int>(std::ranges::count(text, '\n')); }
+std::uint64_t LinesIn(std::string_view text) {
+    return static_cast<std::uint64_t>(std::ranges::count(text, '\n'));
+}
 
 // What the JSON library complains about, without its own names and its own count of lines.
 std::string ReasonOf(const nlohmann::json::exception& error) {
@@ -96,16 +98,15 @@ bool JsonObjects::EnterArray() {
 }
 
 bool JsonObjects::GoToElement() {
-    if (!m_hasEnded && Peek() == ']') return EndArray();
+    if (Peek() == ']') return EndArray();
     m_start = m_line;
-    if (m_hasEnded || Peek() != ',') Fail("bad JSON: , or ] was expected here");
+    if (Peek() != ',') Fail("bad JSON: , or ] was expected here");
     Take();
     PeekBehindSpace();
     return true;
 }
 
 bool JsonObjects::EndArray() {
-    m_hasEnded = true;
     Take();
     m_start = m_line;
     if (PeekBehindSpace() != kEnd) Fail("bad JSON: nothing may follow the array");

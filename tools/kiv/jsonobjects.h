@@ -4,6 +4,7 @@
 
 #include "bytesource.h"
 
+#include <cstdint>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
@@ -20,8 +21,8 @@ public:
     // source: must outlive this.
     explicit JsonObjects(ByteSource& source) : m_source(source) {}
 
-    // The next object, or nothing at the end. Throws as Fail() does where the input is not what it should
-    // be, also where an object has a name twice.
+    // The next object; nothing at the end, beyond which nobody asks. Throws as Fail() does where the input is
+    // not what it should be, also where an object has a name twice.
     std::optional<nlohmann::json> Next();
 
     // Throws: "INPUT: record N (line L): REASON", of the object that was read last.
@@ -32,12 +33,11 @@ private:
 
     ByteSource&                m_source;
     std::vector<unsigned char> m_block;
-    std::size_t                m_at       = 0; // in the block
-    int                        m_line     = 1; // that the next byte stands in
-    int                        m_number   = 0; // of the object being read
-    int                        m_start    = 1; // the line that it begins in
-    bool                       m_isArray  = false;
-    bool                       m_hasEnded = false; // the array
+    std::size_t                m_at      = 0; // in the block
+    std::uint64_t              m_line    = 1; // that the next byte stands in
+    std::uint64_t              m_number  = 0; // of the object being read
+    std::uint64_t              m_start   = 1; // the line that it begins in
+    bool                       m_isArray = false;
 
     int            Peek();
     int            Take();
