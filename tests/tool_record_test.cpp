@@ -47,7 +47,9 @@ Bytes MixedRecords(std::mt19937& random, std::size_t size) {
     Bytes records = RandomBytes(random, 5 * size);
     for (std::size_t i = size; i < 2 * size; ++i)
         records[i] = static_cast<unsigned char>('A' + records[i] % 26);
-    for (std::size_t i = 2 * size; i < 4 * size; ++i) records[i] = records[i] < 200 ? 0 : records[i] % 128;
+    for (std::size_t i = 2 * size; i < 4 * size; ++i) {
+        records[i] = static_cast<unsigned char>(records[i] < 200 ? 0 : records[i] % 128);
+    }
     std::fill(records.begin() + static_cast<std::ptrdiff_t>(4 * size), records.end(), 0);
     return records;
 }
@@ -106,12 +108,12 @@ TEST(ToolRecord, KnowsHowRecordsTravel) {
              .Text(16, "0123456789abcdef")
              .bytes},
         {"Kiv_FILE_INFO_DYNAMIC", R"([{"servedBytes":18446744073709551615}, {"sessions":1}])",
-         Builder().Number(12, 0).Number(8, ~std::uint64_t{0}).Number(4, 1).Number(16, 0).bytes},
+         Builder().Text(12, "").Number(8, ~std::uint64_t{0}).Number(4, 1).Text(16, "").bytes},
     };
 
     for (const auto& row : rows) EXPECT_EQ(Packed(row.type, row.json), row.bytes) << row.type;
     EXPECT_EQ(Packed("kiv_file_handle", "{\"sessionId\":258}{}\n", {"--host-order"}),
-              Builder().Number(2, 0x0201).Number(14, 0).bytes);
+              Builder().Number(2, 0x0201).Text(14, "").bytes);
     EXPECT_EQ(Record("decode", rows[0].type, rows[0].bytes).out,
               "{\"subsystem\":1,\"eventId\":-2,\"eventType\":3,\"time\":4,\"reserved\":5,\"text\":"
               "\"\\\"}\xC3\xA9\\u0001\"}\n");

@@ -24,7 +24,9 @@ std::size_t WidthOf(const KivRecordField& field) { return static_cast<std::size_
 
 // The bytes of a field's element `index` within those of its record.
 template <class Span> Span ElementOf(const KivRecordField& field, Span record, int index) {
-    return record.subspan(static_cast<std::size_t>(field.offset + index * field.width), WidthOf(field));
+    const std::size_t at =
+        static_cast<std::size_t>(field.offset) + static_cast<std::size_t>(index) * WidthOf(field);
+    return record.subspan(at, WidthOf(field));
 }
 
 // Where the byte of a number lies that `rank` others are more significant than. The one rule of byte order.
@@ -158,7 +160,9 @@ void PackElement(const json& value, const KivRecordField& field, OutBytes bytes,
                  const Place& place) {
     switch (field.kind) {
     case KivFieldKind::Text: return PackText(value, bytes, place);
-    case KivFieldKind::Record: return PackFields(value, *field.record, bytes, order, &place);
+    case KivFieldKind::Record:
+        if (!value.is_object()) place.Refuse("is no object");
+        return PackFields(value, *field.record, bytes, order, &place);
     case KivFieldKind::Unsigned:
     case KivFieldKind::Signed: break;
     }
@@ -182,7 +186,6 @@ void PackField(const json& value, const KivRecordField& field, OutBytes record, 
 
 void PackFields(const json& object, const KivRecordType& type, OutBytes bytes, ByteOrder order,
                 const Place* outer) {
-    if (!object.is_object()) outer->Refuse("is no object");
     for (const auto& [name, value] : object.items()) {
         const auto field = std::ranges::find(type.fields, name, &KivRecordField::name);
         if (field == type.fields.end()) {
