@@ -63,15 +63,15 @@ constexpr KivFieldOrder OrderOf(kiv::Conversion conversion) {
     return KivFieldOrder::Network;
 }
 
-template <class Field> constexpr KivRecordField Describe(int offset) {
-    using Member                = MemberType<std::remove_const_t<decltype(Field::kMember)>>;
+template <class Each> constexpr KivRecordField Describe(int offset) {
+    using Member                = MemberType<std::remove_const_t<decltype(Each::kMember)>>;
     using Element               = ElementOf<typename Member::Value>;
     const KivRecordType* record = nullptr;
     if constexpr (kiv::kIsRecord<Element>) record = &Description<Element>::kType;
     constexpr int kWidth = kiv::WireSizeOf<Element>();
-    return {.name   = kMemberName<Field::kMember>.data(),
+    return {.name   = kMemberName<Each::kMember>.data(),
             .kind   = KindOf<Element>(),
-            .order  = OrderOf(Field::kConversion),
+            .order  = OrderOf(Each::kConversion),
             .offset = offset,
             .width  = kWidth,
             .count  = kiv::WireSizeOf<typename Member::Value>() / kWidth,
@@ -80,7 +80,7 @@ template <class Field> constexpr KivRecordField Describe(int offset) {
 
 template <class Record> constexpr std::size_t FieldCount() {
     std::size_t count = 0;
-    kiv::FieldsOf<Record>::ForEachTraits([&](auto) { ++count; });
+    kiv::FieldsOf<Record>::ForEach([&](auto) { ++count; });
     return count;
 }
 
@@ -88,8 +88,8 @@ template <class Record> constexpr auto DescribeFields() {
     std::array<KivRecordField, FieldCount<Record>()> fields{};
     std::size_t                                      at     = 0;
     int                                              offset = 0;
-    kiv::FieldsOf<Record>::ForEachTraits([&]<class Field>(Field) {
-        fields[at] = Describe<Field>(offset);
+    kiv::FieldsOf<Record>::ForEach([&]<class Each>(Each) {
+        fields[at] = Describe<Each>(offset);
         offset += fields[at].width * fields[at].count;
         ++at;
     });
@@ -109,6 +109,7 @@ constexpr const KivRecordType* kTypes[] = {KIV_FOR_EACH_RECORD(KIV_LIST_TYPE)};
 std::span<const KivRecordType* const> KivGetRecordTypes() { return kTypes; }
 
 const KivRecordType* KivFindRecordType(const char* name) {
+    if (name == nullptr) return nullptr;
     const auto* type = std::ranges::find(kTypes, std::string_view(name),
                                          [](const KivRecordType* each) { return each->name; });
     return type == std::end(kTypes) ? nullptr : *type;

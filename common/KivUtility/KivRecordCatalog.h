@@ -23,7 +23,8 @@ enum class KivFieldOrder {
 
 struct KivRecordType;
 
-// One field, as it lies on the wire.
+// One field, as it lies on the wire: so its wrapper writes it. The reader of Kiv_FILE_ADDRESS takes the key
+// from elsewhere, see KivRecords.h.
 struct KivRecordField {
     const char*          name;
     KivFieldKind         kind;
@@ -44,7 +45,7 @@ struct KivRecordType {
 // All record types that have a wrapper. Static data, for any thread.
 KIV_API std::span<const KivRecordType* const> KivGetRecordTypes();
 
-// The record type of that name, exactly as written; null where there is none.
+// The record type of that name, exactly as written; null where there is none, and for null.
 KIV_API const KivRecordType* KivFindRecordType(const char* name);
 
 #endif

@@ -3,8 +3,10 @@
 // A record travels packed, in the layout that its wrapper writes and reads (KivStructWrapper.h); here the
 // fields lie as the compiler aligns them. Times are seconds since 1970-01-01 UTC, unsigned 32-bit. Character
 // arrays hold NUL-terminated text and travel whole, with whatever stands behind the NUL: clear a record
-// before it is filled, or old memory goes out with it. Identifiers of subsystems, services, applications and
-// protocols are those of KivNames.h; media formats those of KivMediaFormat.h.
+// before it is filled, or old memory goes out with it. A received text need not be terminated: never read it
+// beyond its array. Identifiers of subsystems, services, applications and protocols are those of KivNames.h;
+// media formats those of KivMediaFormat.h. What is called a rate or a bandwidth is in kbit/s, a bitRate in
+// bit/s. Addresses are dotted IPv4 texts.
 #ifndef KIVUTILITY_KIVRECORDS_H
 #define KIVUTILITY_KIVRECORDS_H
 
@@ -39,17 +41,17 @@ struct Kiv_SYSTEM_STATUS {
 // The load of one disk.
 struct Kiv_DISK_LOAD {
     char          diskName[16];
-    std::uint32_t readRate;  // kbit/s
-    std::uint32_t writeRate; // kbit/s
+    std::uint32_t readRate;
+    std::uint32_t writeRate;
 };
 
 // The load of a file system.
 struct Kiv_FS_PERFORMANCE {
     std::uint32_t sessions;  // open now
     std::uint32_t openFiles; // open now
-    std::uint32_t readRate;  // kbit/s, over all disks
-    std::uint32_t writeRate; // kbit/s, over all disks
-    std::uint32_t maxRate;   // kbit/s, reading and writing together
+    std::uint32_t readRate;  // over all disks
+    std::uint32_t writeRate; // over all disks
+    std::uint32_t maxRate;   // reading and writing together
     Kiv_DISK_LOAD disks[32]; // unused entries are zero
 };
 
@@ -57,9 +59,9 @@ struct Kiv_FS_PERFORMANCE {
 struct Kiv_NIC_LOAD {
     char          nicName[32];
     char          ipAddress[32];
-    std::uint32_t bandwidth; // kbit/s, as configured
-    std::uint32_t sendRate;  // kbit/s
-    std::uint32_t sessions;  // being served now through this card
+    std::uint32_t bandwidth; // as configured
+    std::uint32_t sendRate;
+    std::uint32_t sessions; // being served now through this card
 };
 
 // The load of a streaming system.
@@ -70,21 +72,22 @@ struct Kiv_STM_PERFORMANCE {
     std::uint32_t acceptedSessions; // since the start
     std::uint32_t refusedSessions;  // since the start
     std::uint32_t brokenSessions;   // ended by an error since the start
-    std::uint32_t sendRate;         // kbit/s, over all cards
-    std::uint32_t maxSendRate;      // kbit/s, over all cards
+    std::uint32_t sendRate;         // over all cards
+    std::uint32_t maxSendRate;      // over all cards
     std::uint32_t lostPackets;      // reported by clients since the start
     Kiv_NIC_LOAD  nics[16];         // unused entries are zero
 };
 
 // What names a media file throughout the servers.
 struct Kiv_FILE_KEY {
-    std::uint32_t fileSystem;   // Kiv_SUBSYSTEM of the file system that keeps the file
-    char          path[256];    // within that file system
-    char          host[64];     // name or address of the server, with ":port" where it is not the usual one
-    char          protocol[16]; // name of the client protocol, as KivConvertProtocolIdToName gives it
+    std::uint32_t fileSystem; // Kiv_SUBSYSTEM of the file system that keeps the file
+    char          path[256];  // within that file system
+    char          host[64];   // name or address of the server, with ":port" where it is not the usual one
+    char          protocolName[16]; // of the client protocol, as KivConvertProtocolIdToName gives it
 };
 
-// Where a media file can be fetched.
+// Where a media file can be fetched. The reader takes the key from the start of the record, kept for peers
+// that rely on it: in a record that was read, the key's first 32 bytes are the address.
 struct Kiv_FILE_ADDRESS {
     char         ipAddress[32]; // of the server that holds the file
     Kiv_FILE_KEY key;
@@ -94,11 +97,11 @@ struct Kiv_FILE_ADDRESS {
 struct Kiv_FILE_INFO_STATIC {
     std::uint32_t format;      // Kiv_MEDIA_FORMAT_TYPE
     std::uint8_t  isDirectory; // 0 or 1
-    std::uint32_t bitRate;     // bit/s
-    std::uint32_t duration;    // seconds
-    std::uint32_t frames;      // pictures, or frames of audio where there are no pictures
-    std::uint64_t size;        // bytes
-    std::uint32_t createdAt;   // time
+    std::uint32_t bitRate;
+    std::uint32_t duration;  // seconds
+    std::uint32_t frames;    // pictures, or frames of audio where there are no pictures
+    std::uint64_t size;      // bytes
+    std::uint32_t createdAt; // time
 };
 
 // What changes as a file is used.
@@ -114,7 +117,7 @@ struct Kiv_FILE_INFO_UPDATABLE {
     std::uint32_t ownerId;      // user
     std::uint32_t groupId;      // group
     std::uint32_t accessRights; // bits: 1 play, 2 browse, 4 change, 8 delete
-    std::uint32_t maxSessions;  // that may have the file open at one time, 0 no limit
+    std::uint32_t maxSessions;  // of all users that may have the file open at one time, 0 no limit
     std::uint32_t priority;     // 0 first
     std::uint32_t validFrom;    // time, 0 always
     std::uint32_t validUntil;   // time, 0 for ever
@@ -139,7 +142,7 @@ struct Kiv_FS_SESSION_INFO {
     std::uint32_t state; // 0 closed, 1 reading, 2 writing, 3 paused
     Kiv_FILE_KEY  key;
     std::uint32_t userId;
-    std::uint32_t bitRate;  // bit/s reserved for the session
+    std::uint32_t bitRate;  // reserved for the session
     std::uint32_t openedAt; // time
 };
 
@@ -150,12 +153,12 @@ struct Kiv_STM_TARGET {
     std::uint32_t protocol;    // Kiv_STM_PROTOCOL_ID
     std::uint16_t controlPort; // of the client
     std::uint32_t sessionId;
-    std::uint32_t bitRate;              // bit/s
+    std::uint32_t bitRate;
     std::uint32_t packetSize;           // bytes of payload in a packet
     std::uint32_t timeToLive;           // hops of a multicast packet
     char          multicastAddress[32]; // empty for unicast
     char          nicAddress[32];       // of the card that sends
-    std::uint16_t videoPort;
+    std::uint16_t videoPort;            // RTP, of the client or the multicast group
     std::uint16_t audioPort;
     std::uint32_t videoControlPort; // 16 bits used: RTCP of the video
     std::uint32_t audioControlPort; // 16 bits used: RTCP of the audio
@@ -184,14 +187,14 @@ struct Kiv_STM_SESSION_INFO {
     char          clientAddress[32];
     char          serverAddress[32];
     std::uint32_t clientPort;
-    std::uint32_t bitRate; // bit/s
+    std::uint32_t bitRate;
     Kiv_FILE_KEY  key;
-    std::uint64_t sentBytes;
-    std::uint32_t startedAt; // time
-    std::uint32_t endedAt;   // time, 0 while it lasts
-    std::uint64_t position;  // bytes into the file
-    std::uint32_t lostPackets;
-    std::uint32_t returnCode;     // why it ended, 0 while it lasts: see KivReturnCodes.h
+    std::uint64_t sentBytes;      // of the file, without packet headers
+    std::uint32_t startedAt;      // time
+    std::uint32_t endedAt;        // time, 0 while it lasts
+    std::uint64_t position;       // bytes into the file
+    std::uint32_t lostPackets;    // as the client reports them
+    std::uint32_t returnCode;     // why it ended: see KivReturnCodes.h; 0 while it lasts and for a good end
     char          clientName[64]; // the player, as it introduces itself
 };
 
@@ -205,11 +208,11 @@ struct Kiv_SIMPLE_STM_SESSION_INFO {
     std::uint32_t protocol; // Kiv_STM_PROTOCOL_ID
     char          clientAddress[32];
     std::uint32_t clientPort;
-    std::uint32_t bitRate;   // bit/s
-    std::uint32_t startedAt; // time
-    std::uint32_t endedAt;   // time, 0 while it lasts
-    std::uint32_t lostPackets;
-    std::uint64_t sentBytes;
+    std::uint32_t bitRate;
+    std::uint32_t startedAt;   // time
+    std::uint32_t endedAt;     // time, 0 while it lasts
+    std::uint32_t lostPackets; // as the client reports them
+    std::uint64_t sentBytes;   // of the file, without packet headers
 };
 
 // How somebody logs in. The password travels as it is: send it through an encrypted connection.
@@ -248,10 +251,10 @@ struct Kiv_DISK_INFO {
     std::uint32_t blockSize;      // bytes
     std::uint32_t fileEntries;    // in use
     std::uint32_t maxFileEntries; // that the disk has room for
-    std::uint32_t maxRate;        // kbit/s, reading and writing together
+    std::uint32_t maxRate;        // reading and writing together
 };
 
-// How much a user may store.
+// How much a user may store now; Kiv_USER_INFO has the same as it is configured.
 struct Kiv_USER_DISK_QUOTA {
     std::uint8_t  isLimited; // 0: the figures below only inform
     std::uint32_t limit;     // MiB
@@ -268,14 +271,14 @@ struct Kiv_USER_INFO {
     std::uint32_t accessRights; // as in Kiv_FILE_INFO_UPDATABLE
     std::uint8_t  isActive;     // 0 or 1
     std::uint8_t  mayBrowse;    // 0 or 1
-    std::uint32_t maxSessions;  // at one time, 0 no limit
+    std::uint32_t maxSessions;  // of this user at one time, 0 no limit
     std::uint8_t  isLimited;    // 0: the quota below only informs
     std::uint32_t diskQuota;    // MiB
     std::uint32_t createdAt;    // time
     std::uint32_t expiresAt;    // time, 0 never
     char          email[64];
-    char          broadbandDirectory[256];
-    char          internetDirectory[256];
+    char          broadbandDirectory[256]; // home of the user at the HBR service, below its media folder
+    char          internetDirectory[256];  // the same at the LBR service
     char          description[256];
 };
 
@@ -301,20 +304,20 @@ struct sLiveChannelInfo {
     char          channelName[64];
     std::uint32_t state;             // 0 stopped, 1 live
     char          sourceAddress[64]; // of the encoder
-    std::uint16_t videoPort;
+    std::uint16_t videoPort;         // RTP, at which the server listens to the encoder
     std::uint16_t audioPort;
-    std::uint16_t width;   // pixels
-    std::uint16_t height;  // pixels
-    std::uint32_t bitRate; // bit/s
+    std::uint16_t width;  // pixels
+    std::uint16_t height; // pixels
+    std::uint32_t bitRate;
 };
 
 // A file that a client is about to upload.
 struct sUploadFileInfo {
     char          path[256]; // at the server
     char          userName[64];
-    std::uint32_t format;   // Kiv_MEDIA_FORMAT_TYPE
-    std::uint32_t size;     // bytes
-    std::uint32_t bitRate;  // bit/s
+    std::uint32_t format;  // Kiv_MEDIA_FORMAT_TYPE
+    std::uint32_t sizeKiB; // rounded up
+    std::uint32_t bitRate;
     std::uint32_t duration; // seconds
     std::uint16_t width;    // pixels
     std::uint16_t height;   // pixels

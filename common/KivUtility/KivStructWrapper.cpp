@@ -18,10 +18,21 @@ template <class Value> const char* BytesOf(const Value& value) {
     return reinterpret_cast<const char*>(&value);
 }
 
-// Bytes from `src` up to `bound`, of the `len` that are wanted.
+// Bytes from `src` up to `bound`, of the `len` that are wanted; src may lie behind bound.
 int Available(const char* src, int len, const char* bound) {
     if (std::less_equal<>()(bound, src)) return 0;
     return static_cast<int>(std::min<std::ptrdiff_t>(bound - src, len));
+}
+
+// The wrapper of a record type.
+template <class Record> struct WrapperOf;
+#define KIV_WRAPPER_OF(Record, Wrapper)                                                                      \
+    template <> struct WrapperOf<Record> { using Type = Wrapper; };
+KIV_FOR_EACH_RECORD(KIV_WRAPPER_OF)
+
+template <class Record> constexpr bool CachesSize() {
+    if constexpr (requires { kiv::Wire<Record>::kCachesSize; }) return kiv::Wire<Record>::kCachesSize;
+    return true;
 }
 
 } // namespace
@@ -89,6 +100,7 @@ void KivStructWrapperBase::put(CKivDynaBuffer& buffer, bool value) {
 }
 
 void KivStructWrapperBase::setAndAdvance(void* dst, const char*& src, int len, const char* bound) {
+    len                 = std::max(len, 0);
     const int available = Available(src, len, bound);
     if (available < len) kiv::ReportFailedCheck(kUnit, __LINE__, "(src+len) <= bound Failed");
     const auto taken = static_cast<std::size_t>(available);
@@ -97,18 +109,19 @@ void KivStructWrapperBase::setAndAdvance(void* dst, const char*& src, int len, c
     src += len;
 }
 
-// A class derived from this one may have replaced put() or setAndAdvance().
-template <class Record> bool KivRecordWrapper<Record>::IsDerivedFrom() const {
-    return typeid(*this) != typeid(KivRecordWrapper);
+// Only a class derived from the record's wrapper can have operations of its own.
+template <class Record> bool KivRecordWrapper<Record>::MayReplaceOperations() const {
+    return typeid(*this) != typeid(typename WrapperOf<Record>::Type);
 }
 
 template <class Record> int KivRecordWrapper<Record>::getExactStructSize() {
+    if (!CachesSize<Record>()) return kiv::WireSizeOf<Record>();
     if (m_exactStructSize == 0) m_exactStructSize = kiv::WireSizeOf<Record>();
     return m_exactStructSize;
 }
 
 template <class Record> void KivRecordWrapper<Record>::getOutgoingStruct(CKivDynaBuffer& buffer) {
-    if (IsDerivedFrom()) return PutFields(buffer, *m_record);
+    if (MayReplaceOperations()) return PutFields(buffer, *m_record);
     std::array<unsigned char, kiv::WireSizeOf<Record>()> bytes;
     kiv::Store(*m_record, bytes.data());
     put(buffer, BytesOf(bytes), bytes.size());
@@ -117,13 +130,15 @@ template <class Record> void KivRecordWrapper<Record>::getOutgoingStruct(CKivDyn
 template <class Record>
 template <class Part>
 void KivRecordWrapper<Record>::PutFields(CKivDynaBuffer& buffer, Part& part) {
-    kiv::FieldsOf<Part>::ForEach(part, [&](auto, auto& value) {
+    kiv::FieldsOf<Part>::ForEach(part, [&]<class Each>(Each, auto& value) {
         using Value = std::remove_reference_t<decltype(value)>;
-        if constexpr (kiv::kIsEntry<Value>) {
+        if constexpr (kiv::Entry<Value>) {
             PutFields(buffer, value);
+        } else if constexpr (Each::kWrittenDirectly) {
+            typename WrapperOf<Value>::Type(value).getOutgoingStruct(buffer);
         } else if constexpr (kiv::kIsRecord<Value>) {
             CKivDynaBuffer nested;
-            KivRecordWrapper<Value>(value).getOutgoingStruct(nested);
+            typename WrapperOf<Value>::Type(value).getOutgoingStruct(nested);
             put(buffer, static_cast<const char*>(nested.GetBufferPtr()), static_cast<int>(nested.GetSize()));
         } else if constexpr (std::is_array_v<Value>) {
             put(buffer, BytesOf(value), sizeof(value));
@@ -139,30 +154,30 @@ template <class Record> void KivRecordWrapper<Record>::setIncomingStruct(const c
     if (!kiv::Wire<Record>::Accepts(getExactStructSize(), len)) {
         kiv::ReportFailedCheck(kUnit, __LINE__, kiv::Wire<Record>::kLengthReport);
     }
-    if (len >= kiv::WireSizeOf<Record>() && !IsDerivedFrom()) {
+    if (len >= kiv::WireSizeOf<Record>() && !MayReplaceOperations()) {
         kiv::Load(*m_record, reinterpret_cast<const unsigned char*>(src));
-    } else {
-        const char* at = src;
-        SetFields(*m_record, at, src, src + len);
+        return;
     }
+    const char* start = len > 0 ? src : ""; // src may be null where there are no bytes
+    const char* at    = start;
+    SetFields(*m_record, at, start, start + std::max(len, 0));
 }
 
 template <class Record>
 template <class Part>
 void KivRecordWrapper<Record>::SetFields(Part& part, const char*& src, const char* start, const char* bound) {
-    kiv::FieldsOf<Part>::ForEach(part, [&]<class Field>(Field, auto& value) {
+    kiv::FieldsOf<Part>::ForEach(part, [&]<class Each>(Each, auto& value) {
         using Value = std::remove_reference_t<decltype(value)>;
-        if constexpr (kiv::kIsEntry<Value>) {
+        if constexpr (kiv::Entry<Value>) {
             SetFields(value, src, start, bound);
         } else if constexpr (kiv::kIsRecord<Value>) {
             // the nested reader is always given all of its bytes: zeros for those that the block lacks
             constexpr int           kSize = kiv::WireSizeOf<Value>();
             std::array<char, kSize> bytes{};
-            const char*             from  = Field::kReadFromStart ? start : src;
-            const int               taken = Available(from, kSize, bound);
-            std::copy_n(from, taken, bytes.begin());
-            KivRecordWrapper<Value>(value).setIncomingStruct(bytes.data(), kSize);
-            if (!Field::kReadFromStart) src += kSize;
+            const char*             from = Each::kReadFromStart ? start : src;
+            std::copy_n(from, Available(from, kSize, bound), bytes.begin());
+            typename WrapperOf<Value>::Type(value).setIncomingStruct(bytes.data(), kSize);
+            if (!Each::kReadFromStart) src += kSize;
         } else {
             setAndAdvance(&value, src, sizeof(value), bound);
         }

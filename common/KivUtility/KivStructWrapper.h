@@ -34,10 +34,12 @@ KIV_API long long ntoh64(long long value);
 // The order of the virtual operations is part of the interface.
 class KIV_API KivStructWrapperBase {
 public:
-    KivStructWrapperBase() = default;
+    KivStructWrapperBase()                                       = default;
+    KivStructWrapperBase(const KivStructWrapperBase&)            = default;
+    KivStructWrapperBase& operator=(const KivStructWrapperBase&) = default;
 
     // Appends the record to the buffer, packed: each field's bytes as they lie in memory, character arrays
-    // whole. Throws StructWrapperException "Not enough memory"; what was appended by then stays.
+    // whole. Throws StructWrapperException "Not enough memory"; what put() appended by then stays.
     virtual void getOutgoingStruct(CKivDynaBuffer& buffer);
 
     // Fills the record from the `len` bytes at src. Where they are too few, that is reported as an error
@@ -52,14 +54,12 @@ public:
     virtual int getExactStructSize();
 
 protected:
-    KivStructWrapperBase(const KivStructWrapperBase&)            = default;
-    KivStructWrapperBase& operator=(const KivStructWrapperBase&) = default;
-
     // Appends `len` bytes; the only operation that touches the buffer. 0 bytes are none. Throws
     // StructWrapperException when there is no memory.
     virtual void put(CKivDynaBuffer& buffer, const char* data, int len);
 
-    // Append the number's bytes as they lie in memory. A long is sent as 32 bits.
+    // Append the number's bytes as they lie in memory. An unsigned long is sent as 32 bits, which on Linux
+    // std::uint64_t is too: cast that to unsigned long long, and a char to unsigned char.
     virtual void put(CKivDynaBuffer& buffer, long long value);
     virtual void put(CKivDynaBuffer& buffer, unsigned long long value);
     virtual void put(CKivDynaBuffer& buffer, int value);
@@ -74,14 +74,16 @@ protected:
     // where the field reaches beyond it, that is reported and the missing bytes become zero.
     virtual void setAndAdvance(void* dst, const char*& src, int len, const char* bound);
 
-    virtual ~KivStructWrapperBase() = default;
-
     int m_exactStructSize = 0; // what getExactStructSize() found, 0 before that
+
+public:
+    virtual ~KivStructWrapperBase() = default;
 };
 
-// The wrapper of one record type. `record` must outlive it.
-// A class derived from it sees each field go through put() and setAndAdvance(), in the order of the wire; the
-// record that another one holds is written by a wrapper of its own and goes through put() as one block.
+// What the wrappers of the records below have in common. `record` must outlive the wrapper.
+// A class derived from a wrapper sees each field go through put() and setAndAdvance(), in the order of the
+// wire; a record within the record has a wrapper of its own, and goes through put() as one block. Programs
+// that derive are built with run-time type information.
 template <class Record> class KIV_API KivRecordWrapper : public KivStructWrapperBase {
 public:
     explicit KivRecordWrapper(Record& record) : m_record(&record) {}
@@ -95,7 +97,7 @@ public:
 private:
     Record* m_record;
 
-    bool                       IsDerivedFrom() const;
+    bool                       MayReplaceOperations() const;
     template <class Part> void PutFields(CKivDynaBuffer& buffer, Part& part);
     template <class Part> void SetFields(Part& part, const char*& src, const char* start, const char* bound);
 };
@@ -131,8 +133,11 @@ private:
 
 // NOLINTBEGIN(bugprone-macro-parentheses): types cannot stand in parentheses
 #define KIV_DECLARE_WRAPPER(Record, Wrapper)                                                                 \
-    using Wrapper = KivRecordWrapper<Record>;                                                                \
-    extern template class KIV_API KivRecordWrapper<Record>;
+    extern template class KIV_API KivRecordWrapper<Record>;                                                  \
+    class KIV_API                 Wrapper : public KivRecordWrapper<Record> {                                \
+                    public:                                                                                  \
+                        using KivRecordWrapper<Record>::KivRecordWrapper;                                    \
+    };
 KIV_FOR_EACH_RECORD(KIV_DECLARE_WRAPPER)
 #undef KIV_DECLARE_WRAPPER
 // NOLINTEND(bugprone-macro-parentheses)

@@ -38,61 +38,46 @@ enum class Conversion {
     NetworkLow16 // a 32-bit slot of a 16-bit value: only the low half is converted, the upper one becomes 0
 };
 
-// The exceptions, around a field in the list.
-template <auto Member> struct UnconvertedField {};
-
-template <auto Member> struct Low16Field {};
-
-template <auto Member> struct ReadFromStartField {};
-
-template <auto Member> inline constexpr UnconvertedField<Member> kUnconverted{};
-template <auto Member> inline constexpr Low16Field<Member>       kLow16{};
-// The reader takes this nested record from the start of the outer one, although it is written in its place.
-template <auto Member> inline constexpr ReadFromStartField<Member> kReadFromStart{};
-
-// A field of the list, with what is out of the ordinary about it.
-template <auto Member, Conversion Converts, bool FromStart> struct FieldTraits {
-    static constexpr auto       kMember        = Member;
-    static constexpr Conversion kConversion    = Converts;
-    static constexpr bool       kReadFromStart = FromStart;
+// A field with what is out of the ordinary about it.
+template <auto Member, Conversion Converts = Conversion::Network, bool FromStart = false,
+          bool Directly = false>
+struct Field {
+    static constexpr auto       kMember          = Member;
+    static constexpr Conversion kConversion      = Converts;
+    static constexpr bool       kReadFromStart   = FromStart;
+    static constexpr bool       kWrittenDirectly = Directly;
 };
 
-template <class Listed> struct TraitsOf;
+template <auto Member> inline constexpr Field<Member, Conversion::None>         kUnconverted{};
+template <auto Member> inline constexpr Field<Member, Conversion::NetworkLow16> kLow16{};
+// The reader takes this nested record from the start of the outer one, although it is written in its place.
+template <auto Member> inline constexpr Field<Member, Conversion::Network, true> kReadFromStart{};
+// This nested record is written into the outer one's buffer, and not put there as one block.
+template <auto Member> inline constexpr Field<Member, Conversion::Network, false, true> kWrittenDirectly{};
 
-template <auto Member>
-struct TraitsOf<UnconvertedField<Member>> : FieldTraits<Member, Conversion::None, false> {};
-
-template <auto Member>
-struct TraitsOf<Low16Field<Member>> : FieldTraits<Member, Conversion::NetworkLow16, false> {};
-
-template <auto Member>
-struct TraitsOf<ReadFromStartField<Member>> : FieldTraits<Member, Conversion::Network, true> {};
-
-template <auto Listed> constexpr auto Traits() {
-    if constexpr (std::is_member_object_pointer_v<decltype(Listed)>) {
-        return FieldTraits<Listed, Conversion::Network, false>{};
-    } else {
-        return TraitsOf<std::remove_const_t<decltype(Listed)>>{};
-    }
+// What stands in a layout: a field as it is, or one of the above.
+template <auto Listed> constexpr auto FieldOf() {
+    if constexpr (std::is_member_object_pointer_v<decltype(Listed)>)
+        return Field<Listed>{};
+    else
+        return Listed;
 }
 
 // The fields of a record in the order of the wire.
 template <auto... Listed> struct Layout {
-    // Calls visit(traits, field) for each field of the record. A field that is an array of records is
+    // Calls visit(field, value) for each field of the record. A field that is an array of records is
     // visited record by record.
     template <class Record, class Visit> static constexpr void ForEach(Record& record, Visit visit) {
-        (VisitField(Traits<Listed>(), record, visit), ...);
+        (VisitField(FieldOf<Listed>(), record, visit), ...);
     }
 
-    // Calls visit(traits) for each field.
-    template <class Visit> static constexpr void ForEachTraits(Visit visit) {
-        (visit(Traits<Listed>()), ...);
-    }
+    // Calls visit(field) for each field.
+    template <class Visit> static constexpr void ForEach(Visit visit) { (visit(FieldOf<Listed>()), ...); }
 
 private:
-    template <class Field, class Record, class Visit>
-    static constexpr void VisitField(Field field, Record& record, Visit& visit) {
-        auto& value = record.*Field::kMember;
+    template <class Each, class Record, class Visit>
+    static constexpr void VisitField(Each field, Record& record, Visit& visit) {
+        auto& value = record.*Each::kMember;
         using Value = std::remove_cvref_t<decltype(value)>;
         if constexpr (std::is_class_v<std::remove_extent_t<Value>> && std::is_array_v<Value>) {
             for (auto& element : value) visit(field, element);
@@ -105,11 +90,10 @@ private:
 template <class Value> inline constexpr bool kIsRecord = std::is_class_v<Value>;
 
 // A record that has no wrapper of its own: it occurs only as the entry of an array.
-template <class Value> inline constexpr bool kIsEntry = false;
 template <class Value>
-requires kIsRecord<Value> &&(!requires {
+concept Entry = kIsRecord<Value> && !requires {
     Wire<Value>::kLengthReport;
-}) inline constexpr bool kIsEntry<Value> = true;
+};
 
 template <class Record> using FieldsOf = typename Wire<Record>::Fields;
 
@@ -119,8 +103,8 @@ template <class Value> constexpr int WireSizeOf() {
         return static_cast<int>(std::extent_v<Value>) * WireSizeOf<std::remove_extent_t<Value>>();
     } else if constexpr (kIsRecord<Value>) {
         int size = 0;
-        FieldsOf<Value>::ForEachTraits([&]<class Field>(Field) {
-            size += WireSizeOf<std::remove_reference_t<decltype(std::declval<Value&>().*Field::kMember)>>();
+        FieldsOf<Value>::ForEach([&]<class Each>(Each) {
+            size += WireSizeOf<std::remove_reference_t<decltype(std::declval<Value&>().*Each::kMember)>>();
         });
         return size;
     } else {
@@ -144,10 +128,10 @@ template <class Record> unsigned char* Store(const Record& record, unsigned char
 // Fills the record from WireSizeOf<Record>() bytes at `start`; returns where they end.
 template <class Record> const unsigned char* Load(Record& record, const unsigned char* start) noexcept {
     const unsigned char* at = start;
-    FieldsOf<Record>::ForEach(record, [&]<class Field>(Field, auto& value) {
+    FieldsOf<Record>::ForEach(record, [&]<class Each>(Each, auto& value) {
         if constexpr (kIsRecord<std::remove_cvref_t<decltype(value)>>) {
-            const unsigned char* end = Load(value, Field::kReadFromStart ? start : at);
-            at                       = Field::kReadFromStart ? at : end;
+            const unsigned char* end = Load(value, Each::kReadFromStart ? start : at);
+            at                       = Each::kReadFromStart ? at : end;
         } else {
             std::memcpy(&value, at, sizeof(value));
             at += sizeof(value);
@@ -161,8 +145,8 @@ template <std::unsigned_integral Number> constexpr Number ToggleNetworkOrder(Num
     if constexpr (std::endian::native == std::endian::big || sizeof(Number) == 1) return number;
     Number reversed = 0;
     for (std::size_t i = 0; i < sizeof(Number); ++i) {
-        reversed = static_cast<Number>((reversed << 4 << 4) | (number & 0xFF));
-        number   = static_cast<Number>(number >> 4 >> 4);
+        reversed = static_cast<Number>((reversed << 8) | (number & 0xFF));
+        number   = static_cast<Number>(number >> 8);
     }
     return reversed;
 }
@@ -181,11 +165,11 @@ template <Conversion Converts, class Value> void ToggleField(Value& value) noexc
 
 // Converts every number of the record from host to network order, or back: the same operation.
 template <class Record> void ToggleByteOrder(Record& record) noexcept {
-    FieldsOf<Record>::ForEach(record, []<class Field>(Field, auto& value) {
+    FieldsOf<Record>::ForEach(record, []<class Each>(Each, auto& value) {
         if constexpr (kIsRecord<std::remove_cvref_t<decltype(value)>>) {
             ToggleByteOrder(value);
         } else {
-            ToggleField<Field::kConversion>(value);
+            ToggleField<Each::kConversion>(value);
         }
     });
 }

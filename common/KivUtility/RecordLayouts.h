@@ -64,7 +64,7 @@ static_assert(WireSizeOf<Kiv_STM_PERFORMANCE>() == 1252);
 
 template <> struct Wire<Kiv_FILE_KEY> : LengthAtLeast {
     using R      = Kiv_FILE_KEY;
-    using Fields = Layout<&R::fileSystem, &R::path, &R::host, &R::protocol>;
+    using Fields = Layout<&R::fileSystem, &R::path, &R::host, &R::protocolName>;
 };
 
 static_assert(WireSizeOf<Kiv_FILE_KEY>() == 340);
@@ -144,10 +144,11 @@ template <> struct Wire<Kiv_STM_SESSION_INFO> : LengthAtLeast {
 static_assert(WireSizeOf<Kiv_STM_SESSION_INFO>() == 548);
 
 template <> struct Wire<Kiv_SIMPLE_STM_SESSION_INFO> : LengthAtLeast {
+    // the key goes out without a block of its own, kept: derived classes count on what their put() sees
     using R      = Kiv_SIMPLE_STM_SESSION_INFO;
-    using Fields = Layout<&R::sessionId, &R::state, &R::serviceId, &R::userName, &R::key, &R::protocol,
-                          &R::clientAddress, &R::clientPort, &R::bitRate, &R::startedAt, &R::endedAt,
-                          &R::lostPackets, &R::sentBytes>;
+    using Fields = Layout<&R::sessionId, &R::state, &R::serviceId, &R::userName, kWrittenDirectly<&R::key>,
+                          &R::protocol, &R::clientAddress, &R::clientPort, &R::bitRate, &R::startedAt,
+                          &R::endedAt, &R::lostPackets, &R::sentBytes>;
 };
 
 static_assert(WireSizeOf<Kiv_SIMPLE_STM_SESSION_INFO>() == 432);
@@ -215,6 +216,8 @@ template <> struct Wire<Kiv_SIMPLE_USER_GRP_INFO> : LengthAtLeastThis {
 static_assert(WireSizeOf<Kiv_SIMPLE_USER_GRP_INFO>() == 408);
 
 template <> struct Wire<sLiveChannelInfo> : LengthExact {
+    static constexpr bool kCachesSize =
+        false; // kept: classes derived from its wrapper use the cache themselves
     // both numbers travel before both texts, kept: players read them there
     using R      = sLiveChannelInfo;
     using Fields = Layout<&R::channelId, &R::state, &R::channelName, &R::sourceAddress, &R::videoPort,
@@ -225,8 +228,8 @@ static_assert(WireSizeOf<sLiveChannelInfo>() == 148);
 
 template <> struct Wire<sUploadFileInfo> : LengthExact {
     using R      = sUploadFileInfo;
-    using Fields = Layout<&R::path, &R::userName, &R::format, &R::size, &R::bitRate, &R::duration, &R::width,
-                          &R::height, &R::uploadId>;
+    using Fields = Layout<&R::path, &R::userName, &R::format, &R::sizeKiB, &R::bitRate, &R::duration,
+                          &R::width, &R::height, &R::uploadId>;
 };
 
 static_assert(WireSizeOf<sUploadFileInfo>() == 344);
