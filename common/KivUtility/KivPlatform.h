@@ -65,7 +65,7 @@ class MessageQueue;
 //
 // At most 10,000 messages wait at one time; a post to a full queue fails and leaves it as it is. So does a
 // post to the handle once the window is destroyed. Messages that were not fetched by then are lost with what
-// they carry: a console takes its handle away from those who post, then fetches until none is left. Nobody
+// they carry: a console stops those who post, then fetches until none is left. Nobody
 // may be fetching when the window is destroyed.
 class KIV_API KivMessageWindow {
 public:
@@ -90,7 +90,8 @@ private:
 #endif
 
 // Shows a pop-up and, where somebody has to answer it, returns when he has. It gets NUL-terminated texts that
-// live as long as the call, must not throw, and may be called by several threads at once.
+// live as long as the call, must not throw, and may be called by several threads at once. It must stay
+// callable until the process ends: one that was replaced may still be under way.
 using KivPopUpHandler = void (*)(const char* title, const char* text);
 
 // Sets what shows the library's pop-ups from now on; a service or a test sets its own. Null restores the

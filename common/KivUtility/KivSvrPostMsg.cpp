@@ -1,10 +1,9 @@
 // Event posting: envelopes, the log file's lines, the cutting of texts, and reports from a source position.
 #include "KivSvrPostMsg.h"
 
-#include "ConsistencyReport.h"
 #include "KivStrRes.h"
+#include "PopUp.h"
 #include "platform/executable.h"
-#include "platform/messagebox.h"
 #include "platform/wallclock.h"
 #include "platform/window.h"
 
@@ -12,6 +11,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <new>
 #include <string>
 #include <string_view>
 
@@ -28,7 +28,8 @@ struct Free {
     void operator()(void* block) const noexcept { std::free(block); }
 };
 
-// Messages are freed by whoever fetches them, so they come from malloc, which all modules of a process share.
+// From malloc, which gives null instead of an exception. Only DisposeMsg frees what was posted, so that the
+// runtime library that made a block also takes it back.
 template <class T> using Block = std::unique_ptr<T, Free>;
 
 // A copy of `count` values; null without memory or when there is nothing to copy.
@@ -50,21 +51,10 @@ const char* SeverityName(std::uint32_t eventType) {
     }
 }
 
-// One line and one write, so that lines of several threads do not mix. The date is as ctime has it in every
-// locale; ctime itself is not for several threads.
-void WriteLogLine(std::FILE* file, const Kiv_EVENTLOG_INFO& event) {
-    static constexpr char kDays[][4]   = {"Sun", "Mon", "Tue", "Wed", "Thu", "Fri", "Sat"};
-    static constexpr char kMonths[][4] = {"Jan", "Feb", "Mar", "Apr", "May", "Jun",
-                                          "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
-    const std::tm         at           = kiv::platform::LocalTime(event.time);
-    char                  line[256];
-    const int length = std::snprintf(line, sizeof line, "%s %s %2d %02d:%02d:%02d %d, %s(%d) : %.*s\n",
-                                     kDays[at.tm_wday], kMonths[at.tm_mon], at.tm_mday, at.tm_hour, at.tm_min,
-                                     at.tm_sec, at.tm_year + 1900, SeverityName(event.eventType),
-                                     event.eventId, static_cast<int>(sizeof event.text), event.text);
-    if (length < 0) return;
-    std::fwrite(line, 1, static_cast<std::size_t>(length), file);
-    std::fflush(file);
+std::string LogLine(const Kiv_EVENTLOG_INFO& event) {
+    const auto* const end = std::ranges::find(event.text, '\0');
+    return kiv::platform::DateText(event.time) + ", " + SeverityName(event.eventType) + '('
+           + std::to_string(event.eventId) + ") : " + std::string(event.text, end) + '\n';
 }
 
 // Takes the next piece off the front of `text`.
@@ -84,52 +74,45 @@ std::string_view LastPathComponent(const char* path) {
     return whole.substr(whole.find_last_of("/\\") + 1); // npos + 1 is 0
 }
 
-constinit std::atomic<KivPopUpHandler> g_showPopUp = kiv::platform::ShowMessageBox;
-
 } // namespace
 
 constinit CSvrPostMsg g_theSvrPostMsg;
 
-void KivSetPopUpHandler(KivPopUpHandler handler) {
-    g_showPopUp = handler != nullptr ? handler : kiv::platform::ShowMessageBox;
-}
-
 CSvrPostMsg::~CSvrPostMsg() {
-    // no file for those who post to the process's poster while they are destroyed themselves, after it
-    if (std::FILE* const file = m_logFile.exchange(nullptr)) std::fclose(file);
+    const std::lock_guard held(m_logLock);
+    if (m_logFile != nullptr) std::fclose(m_logFile);
+    m_logFile = nullptr; // for those who post while they are destroyed themselves, after this object
 }
 
 void CSvrPostMsg::EnableLogFile() {
-    if (m_logFile != nullptr) return;
-    const std::string folder = kiv::platform::ExecutableFolder();
-    if (folder.empty()) return;
-    std::FILE* const file   = std::fopen((folder + "LogFile.txt").c_str(), "w");
-    std::FILE*       before = nullptr;
-    if (file != nullptr && !m_logFile.compare_exchange_strong(before, file)) std::fclose(file);
+    const std::lock_guard held(m_logLock);
+    const std::string     folder = kiv::platform::ExecutableFolder();
+    if (m_logFile == nullptr && !folder.empty())
+        m_logFile = std::fopen((folder + "LogFile.txt").c_str(), "w");
 }
 
-void CSvrPostMsg::Register(HWND window, unsigned int msgId) {
+void CSvrPostMsg::Register(HWND window, unsigned int msgId) noexcept {
     if (m_window != window || m_msgId != msgId) PostMsg("Kiv_SvrPostMsg_Register change hWnd & msgId");
     m_window = window;
     m_msgId  = msgId;
 }
 
-void CSvrPostMsg::UnRegister() {
+void CSvrPostMsg::UnRegister() noexcept {
     PostMsg("Kiv_SvrPostMsg_UnRegister called");
     m_window = nullptr;
     m_msgId  = 0;
 }
 
-int CSvrPostMsg::PostMsg(int value) {
+int CSvrPostMsg::PostMsg(int value) noexcept {
     return PostMsg(Kiv_SPMSG_INT, reinterpret_cast<void*>(static_cast<LPARAM>(value)));
 }
 
-int CSvrPostMsg::PostMsg(const char* text) {
+int CSvrPostMsg::PostMsg(const char* text) noexcept {
     auto copy = Copy(text, text != nullptr ? std::strlen(text) + 1 : 0);
     return copy ? PostMsg(Kiv_SPMSG_STRING, copy.release()) : 0;
 }
 
-int CSvrPostMsg::PostMsg(const Kiv_EVENTLOG_INFO* info) {
+int CSvrPostMsg::PostMsg(const Kiv_EVENTLOG_INFO* info) noexcept {
     auto copy = Copy(info);
     if (!copy) return 0;
     if (copy->time == 0) copy->time = kiv::platform::Now();
@@ -137,12 +120,13 @@ int CSvrPostMsg::PostMsg(const Kiv_EVENTLOG_INFO* info) {
     return PostMsg(Kiv_SPMSG_EVENTLOG, copy.release());
 }
 
-int CSvrPostMsg::PostMsg(const Kiv_STM_SESSION_INFO* info) {
+int CSvrPostMsg::PostMsg(const Kiv_STM_SESSION_INFO* info) noexcept {
     auto copy = Copy(info);
     return copy ? PostMsg(Kiv_SPMSG_SESSION, copy.release()) : 0;
 }
 
-int CSvrPostMsg::PostMsg(Kiv_SPMSG_TYPE type, void* payload) {
+int CSvrPostMsg::PostMsg(Kiv_SPMSG_TYPE type, void* payload) noexcept {
+    if (IsBlock(type) && payload == nullptr) return 0;
     Block<void>        owned(IsBlock(type) ? payload : nullptr);
     const HWND         window = m_window;
     const unsigned int msgId  = m_msgId;
@@ -158,14 +142,25 @@ int CSvrPostMsg::PostMsg(Kiv_SPMSG_TYPE type, void* payload) {
         static_cast<void>(owned.release());
         return 1;
     }
-    std::FILE* const file = m_logFile;
-    if (file == nullptr || type != Kiv_SPMSG_EVENTLOG) return 0;
-    WriteLogLine(file, *static_cast<const Kiv_EVENTLOG_INFO*>(payload));
-    return 1;
+    return type == Kiv_SPMSG_EVENTLOG ? Log(*static_cast<const Kiv_EVENTLOG_INFO*>(payload)) : 0;
+}
+
+// Writes the event's line to the log file. 0 when there is none, and without memory.
+int CSvrPostMsg::Log(const Kiv_EVENTLOG_INFO& event) noexcept {
+    const std::lock_guard held(m_logLock);
+    if (m_logFile == nullptr) return 0;
+    try {
+        const std::string line = LogLine(event);
+        std::fwrite(line.data(), 1, line.size(), m_logFile);
+        std::fflush(m_logFile);
+        return 1;
+    } catch (const std::bad_alloc&) {
+        return 0;
+    }
 }
 
 int CSvrPostMsg::PostEvent(Kiv_SUBSYSTEM subsystem, int eventId, Kiv_EVENT_TYPE type, const char* text,
-                           long time) {
+                           long time) noexcept {
     Kiv_EVENTLOG_INFO event{};
     event.subsystem = static_cast<std::uint32_t>(subsystem);
     event.eventId   = eventId;
@@ -184,7 +179,7 @@ int CSvrPostMsg::PostEvent(Kiv_SUBSYSTEM subsystem, int eventId, Kiv_EVENT_TYPE 
     return 1;
 }
 
-void CSvrPostMsg::DisposeMsg(WPARAM wParam) {
+void CSvrPostMsg::DisposeMsg(WPARAM wParam) noexcept {
     const Block<Kiv_SPMSG_ENVELOPE> envelope(reinterpret_cast<Kiv_SPMSG_ENVELOPE*>(wParam));
     if (envelope && IsBlock(envelope->type)) std::free(reinterpret_cast<void*>(envelope->payload));
 }
@@ -204,13 +199,5 @@ void Kiv_RaiseWEmsg(Kiv_EVENT_TYPE type, const char* file, int line, int kivRc, 
     std::snprintf(report, sizeof report, "%.*s(%d) : %s", static_cast<int>(name.size()), name.data(), line,
                   text);
     g_theSvrPostMsg.PostEvent(kKivSys_Unknown, code, type, report, 0);
-    if (popUp != 0) g_showPopUp.load()("PopUp Error", report);
-}
-
-void kiv::ReportFailedCheck(const char* unit, int line, const char* text) noexcept {
-    try {
-        Kiv_RaiseWEmsg(kKivEvent_Error, unit, line, 0, text, 1);
-    } catch (...) { // no memory, or a handler of pop-ups that breaks its contract
-        return;
-    }
+    if (popUp != 0) kiv::ShowPopUp("PopUp Error", report);
 }

@@ -4,9 +4,9 @@
 // the heap and posted to the window as a message of that id whose first parameter is an envelope; the console
 // looks into it and hands it to CSvrPostMsg::DisposeMsg. A server without a window enables the log file.
 //
-// Nothing here takes a lock of its own or waits for the console, so any thread may post at any time. Register
-// before the threads that post are started: a post on its way during a change may go to either target, or to
-// the one window with the other's message id.
+// Nothing here waits for the console, and only the log file has a lock, so any thread may post at any time.
+// Register before the threads that post are started, and end them before UnRegister(): a post on its way
+// during a change may still go to the target before, or to the one window with the other's message id.
 #ifndef KIVUTILITY_KIVSVRPOSTMSG_H
 #define KIVUTILITY_KIVSVRPOSTMSG_H
 
@@ -17,6 +17,7 @@
 
 #include <atomic>
 #include <cstdio>
+#include <mutex>
 
 // The kind of a posted message, which tells what its payload is.
 enum Kiv_SPMSG_TYPE : int {
@@ -38,7 +39,7 @@ struct Kiv_SPMSG_ENVELOPE {
 
 // Posts reports to one window. The posting operations return 1 when the message was queued or went to the log
 // file. They return 0, and nothing is left behind, when there is no target, when the window is gone or its
-// queue full, without memory, and for a null pointer. They do not throw.
+// queue full, without memory, and for a null pointer.
 class KIV_API CSvrPostMsg {
 public:
     // Neither target nor log file.
@@ -57,44 +58,50 @@ public:
 
     // Posts to `window` from now on, as messages of id `msgId`. Another target registered before is first
     // told so by a text. With a null window or the id 0 there is no target.
-    void Register(HWND window, unsigned int msgId);
+    void Register(HWND window, unsigned int msgId) noexcept;
 
     // Tells the target by a text, then posts to none. For a console before its window goes; it fetches what
     // was posted until then and disposes of it.
-    void UnRegister();
+    void UnRegister() noexcept;
 
     // Posts a number.
-    int PostMsg(int value);
+    int PostMsg(int value) noexcept;
 
     // Posts a copy of the text.
-    int PostMsg(const char* text);
+    int PostMsg(const char* text) noexcept;
 
     // Posts a copy of the event; a time of 0 becomes the time now in the copy.
-    int PostMsg(const Kiv_EVENTLOG_INFO* info);
+    int PostMsg(const Kiv_EVENTLOG_INFO* info) noexcept;
 
     // Posts a copy of the session's state.
-    int PostMsg(const Kiv_STM_SESSION_INFO* info);
+    int PostMsg(const Kiv_STM_SESSION_INFO* info) noexcept;
 
     // Posts an event. A final line feed of `text` is dropped and the text cut into pieces of at most 60
     // bytes, which end after a blank, tab, comma or full stop where there is one; each piece becomes an event
     // record of its own with a blank in front. A null or empty text gives one record with nothing but the
     // blank. `time` is in seconds since 1970-01-01 UTC, 32 bits of it count, 0 is now. The first piece that
     // cannot be posted ends it with 0; those before it stay posted.
-    int PostEvent(Kiv_SUBSYSTEM subsystem, int eventId, Kiv_EVENT_TYPE type, const char* text, long time);
+    int PostEvent(Kiv_SUBSYSTEM subsystem, int eventId, Kiv_EVENT_TYPE type, const char* text,
+                  long time) noexcept;
 
     // Frees a message that was posted here, given its first parameter; once for every message. 0 does
     // nothing.
-    static void DisposeMsg(WPARAM wParam);
+    static void DisposeMsg(WPARAM wParam) noexcept;
 
 protected:
     // Posts `payload`, which it owns from the call on, whatever comes of it: for Kiv_SPMSG_INT the number in
-    // a pointer's clothes, otherwise a block from malloc.
-    int PostMsg(Kiv_SPMSG_TYPE type, void* payload);
+    // a pointer's clothes, otherwise a block from the malloc of the library's own runtime. An event's time is
+    // taken as it is.
+    int PostMsg(Kiv_SPMSG_TYPE type, void* payload) noexcept;
 
 private:
-    std::atomic<HWND>         m_window  = nullptr;
-    std::atomic<unsigned int> m_msgId   = 0;
-    std::atomic<std::FILE*>   m_logFile = nullptr;
+    std::atomic<HWND>         m_window = nullptr;
+    std::atomic<unsigned int> m_msgId  = 0;
+
+    std::mutex m_logLock; // guards the file, which may be closed while others write
+    std::FILE* m_logFile = nullptr;
+
+    int Log(const Kiv_EVENTLOG_INFO& event) noexcept;
 };
 
 // The process's one poster. It is ready before any other static object is, and may be used from their

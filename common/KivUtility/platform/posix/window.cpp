@@ -76,10 +76,10 @@ private:
 };
 
 bool PostToWindow(HWND window, unsigned int id, WPARAM wParam, LPARAM lParam) noexcept {
-    const std::lock_guard held(Table().lock);
-    const auto            found = Table().queues.find(window);
-    if (found == Table().queues.end()) return false;
     try {
+        const std::lock_guard held(Table().lock);
+        const auto            found = Table().queues.find(window);
+        if (found == Table().queues.end()) return false;
         return found->second->Put({id, wParam, lParam});
     } catch (const std::bad_alloc&) {
         return false;
