@@ -24,6 +24,9 @@
 #include "MObjRMParser.h"
 #include "MObjUnknownParser.h"
 
+// Splicing: separately encoded files as one continuous stream.
+#include "MpgConcat.h"
+
 // Management records: the plain structures, what packs them into bytes, and a description of their layouts.
 #include "KivRecordCatalog.h"
 #include "KivRecords.h"

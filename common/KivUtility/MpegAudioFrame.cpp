@@ -144,6 +144,14 @@ std::optional<AudioFrame> ReadAudioFrame(ByteSpan bytes) noexcept {
                       .sizeBytes  = SizeOf(*version, layer, bitRate, sampleRate, padded)};
 }
 
+std::uint32_t KilobitRate(AudioVersion version, unsigned layer, unsigned index) noexcept {
+    return BitRatesOf(version, layer)[index];
+}
+
+std::uint32_t SampleRate(AudioVersion version, unsigned index) noexcept {
+    return kSampleRates[static_cast<std::size_t>(version)][index];
+}
+
 bool IsSameAudioStream(const AudioFrame& a, const AudioFrame& b) noexcept {
     return a.version == b.version && a.layer == b.layer && a.sampleRate == b.sampleRate;
 }

@@ -31,6 +31,10 @@ inline constexpr std::size_t kMostAudioFrameBytes = 1729; // Layer II, 384 kbit/
 // size.
 std::optional<AudioFrame> ReadAudioFrame(ByteSpan bytes) noexcept;
 
+// The tables behind it. index: 1 to 14, 0 to 2.
+std::uint32_t KilobitRate(AudioVersion version, unsigned layer, unsigned index) noexcept;
+std::uint32_t SampleRate(AudioVersion version, unsigned index) noexcept;
+
 // Whether both may belong to one stream: version, layer and sampling rate never change within one.
 bool IsSameAudioStream(const AudioFrame& a, const AudioFrame& b) noexcept;
 
