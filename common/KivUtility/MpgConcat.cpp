@@ -43,10 +43,12 @@ void WriteClock(CKivDynaBuffer& pack, const ClockPosition& at, std::uint32_t clo
     pack.SetBits(at.bits14to0, 15, clock & 0x7FFF);
 }
 
-// Moves the clock of the header that `out` begins with in front of that of the new file's pack.
-void AdjustClock(CKivDynaBuffer& out, const CKivDynaBuffer& pack) {
-    const ClockPosition& at = pack.GetBits(32, 2) == 1 ? kMpeg2Clock : kMpeg1Clock;
-    WriteClock(out, at, ReadClock(pack, at) - kClockLead);
+// Moves the clock of the header that `out` begins with in front of that of the new file's pack; returns it.
+std::uint32_t AdjustClock(CKivDynaBuffer& out, const CKivDynaBuffer& pack) {
+    const ClockPosition& at    = pack.GetBits(32, 2) == 1 ? kMpeg2Clock : kMpeg1Clock;
+    const std::uint32_t  clock = ReadClock(pack, at) - kClockLead;
+    WriteClock(out, at, clock);
+    return clock;
 }
 
 // Whether the packet at `at` has the header of ISO/IEC 13818-1, 2.4.3.6.
@@ -100,11 +102,6 @@ Index SystemHeaderLength(CKivDynaBuffer& head, Kiv_MEDIA_FORMAT_TYPE type) {
     return head.GetSize();
 }
 
-// Keeps what begins at `found`; nothing when nothing was found.
-void KeepFrom(CKivDynaBuffer& data, Index found) {
-    RemoveHead(data, found == kNone ? data.GetSize() : found);
-}
-
 } // namespace
 
 void CMpegStreamConcatenator::reset(int keepHeader) {
@@ -113,6 +110,7 @@ void CMpegStreamConcatenator::reset(int keepHeader) {
         m_headerFormatType = kKivFmt_Unknown;
         m_mp2SeqHead.ClearBuffer();
     }
+    m_counts   = {};
     m_mp2Stage = kStageAwaitingGop;
     m_gop.ClearBuffer();
     m_packRemainder.ClearBuffer();
@@ -190,25 +188,28 @@ long CMpegStreamConcatenator::PullData(CKivDynaBuffer& data, long bytesWants) {
 bool CMpegStreamConcatenator::BeginAsf(CKivDynaBuffer& data) {
     if (m_firstPull) {
         if (AsfHeadAnalyse(m_header) == 0) return false;
-        AppendPending(Bytes(m_header));
+        SendHeader();
         m_firstPull = false;
         m_synced    = false;
     }
-    if (!m_synced) KeepFrom(data, AsfPackHandler(data));
+    if (!m_synced) {
+        const int packet = AsfPackHandler(data);
+        DropEarly(data, packet == -1 ? data.GetSize() : packet);
+    }
     return true;
 }
 
 // Sends the header and drops what stands in front of the first pack.
 void CMpegStreamConcatenator::BeginMpeg1(CKivDynaBuffer& data) {
     if (m_firstPull) {
-        AppendPending(Bytes(m_header));
+        SendHeader();
         m_firstPull = false;
         m_synced    = false;
     }
     if (m_synced) return;
     const StartCode pack = FindCode(Bytes(data), 0, {kPack});
     m_synced             = static_cast<bool>(pack);
-    KeepFrom(data, pack.at);
+    DropEarly(data, pack ? pack.at : data.GetSize());
 }
 
 long CMpegStreamConcatenator::SpliceAndPipe(CKivDynaBuffer& data, long bytesWants) {
@@ -219,7 +220,7 @@ long CMpegStreamConcatenator::SpliceAndPipe(CKivDynaBuffer& data, long bytesWant
         if (m_status == COLLECTING_DATA) m_status = Collect(m_inBuffer, m_pending, m_audioBuffer, m_searched);
         if (m_status == CONCATENATING_DATA) m_status = ConcatAudioHead(m_inBuffer, m_pending, m_audioBuffer);
         if (m_formatType == kKivFmt_Mp3) { // what was searched in vain never goes out
-            RemoveHead(m_inBuffer, static_cast<Index>(m_searched));
+            DropEarly(m_inBuffer, static_cast<Index>(m_searched));
             m_searched = 0;
         }
         if (m_status != PIPING_DATA) return bytesWants;
@@ -266,7 +267,7 @@ CONCAT_STATUS CMpegStreamConcatenator::Collect(CKivDynaBuffer& in, CKivDynaBuffe
         const AudioSearch frame = FindAudioFrame(bytes, 0, static_cast<Index>(searched), size, true);
         searched                = static_cast<unsigned long>(std::max<Index>(frame.resume, 0));
         if (frame.found == kNone) return COLLECTING_DATA;
-        RemoveHead(in, frame.found);
+        DropEarly(in, frame.found);
         Append(out, Bytes(in));
         return m_status = PIPING_DATA;
     }
@@ -275,8 +276,9 @@ CONCAT_STATUS CMpegStreamConcatenator::Collect(CKivDynaBuffer& in, CKivDynaBuffe
         const Index packet = FindTransportPacket(bytes, 0, size, static_cast<Index>(searched));
         if (size >= kLeastTransport) searched = static_cast<unsigned long>(size);
         if (packet <= 0) return COLLECTING_DATA;
-        RemoveHead(in, packet);
-        out = m_header;
+        DropEarly(in, packet);
+        out                  = m_header;
+        m_counts.headerBytes = static_cast<unsigned long long>(m_header.GetSize());
         Append(out, Bytes(in));
         return m_status = PIPING_DATA;
     }
@@ -312,7 +314,7 @@ CONCAT_STATUS CMpegStreamConcatenator::CollectProgramStream(CKivDynaBuffer& in, 
     // what begins at 0 was there before and is given up, kept
     const Index cut = std::min(partialAudio < 1 ? size : partialAudio, save < 1 ? size : save);
     Check(cut > 0, 462, "saveDataIdx>0 Failed");
-    RemoveHead(in, cut);
+    DropEarly(in, cut);
     return COLLECTING_DATA;
 }
 
@@ -323,9 +325,13 @@ CONCAT_STATUS CMpegStreamConcatenator::Splice(CKivDynaBuffer& in, CKivDynaBuffer
     Append(out, Bytes(audio));
     const ByteSpan       header = Part(Bytes(in), packAt, kPackHeaderBytes);
     const CKivDynaBuffer pack(header.data(), static_cast<unsigned long>(header.size()));
-    RemoveHead(in, packAt + kPackHeaderBytes);
+    DropEarly(in, packAt);
+    RemoveHead(in, kPackHeaderBytes);
     Append(out, Bytes(pack));
-    AdjustClock(out, pack);
+    m_counts.headerBytes  = static_cast<unsigned long long>(m_header.GetSize());
+    m_counts.audioBytes   = static_cast<unsigned long long>(audio.GetSize());
+    m_counts.clock        = AdjustClock(out, pack);
+    m_counts.clockWritten = true;
     return CONCATENATING_DATA;
 }
 
@@ -378,6 +384,17 @@ bool CMpegStreamConcatenator::AppendPending(std::span<const unsigned char> bytes
     return Append(m_pending, bytes);
 }
 
+void CMpegStreamConcatenator::SendHeader() {
+    m_counts.headerBytes += static_cast<unsigned long long>(m_header.GetSize());
+    AppendPending(Bytes(m_header));
+}
+
+// Drops the first `count` bytes, which lie before the splice point.
+void CMpegStreamConcatenator::DropEarly(CKivDynaBuffer& data, Index count) {
+    m_counts.droppedEarly += static_cast<unsigned long long>(std::clamp<Index>(count, 0, data.GetSize()));
+    RemoveHead(data, count);
+}
+
 // Drops what has gone out from the front of the pending output.
 void CMpegStreamConcatenator::SettlePending() {
     if (m_delivered == 0) return;
@@ -387,12 +404,9 @@ void CMpegStreamConcatenator::SettlePending() {
 
 long CMpegStreamConcatenator::MP2ConcatHandler(CKivDynaBuffer& data, long bytesWants) {
     if (m_mp2Stage == kStageAwaitingGop) {
-        if (GetGop(data, m_gop, m_gopHasSeqHead) == 0) {
-            Empty(data);
-            return bytesWants;
-        }
+        if (GetGop(data, m_gop, m_gopHasSeqHead) == 0) return bytesWants;
         AdjustHeader(m_header, m_gop, m_gopHasSeqHead);
-        AppendPending(Bytes(m_header));
+        SendHeader();
         m_mp2Stage = kStageTrimming;
     }
     if (m_mp2Stage == kStageTrimming) TrimAudio(data);
@@ -412,12 +426,15 @@ void CMpegStreamConcatenator::TrimAudio(CKivDynaBuffer& data) {
         const StartCode begin = FindCode(bytes, taken, {kPack});
         const StartCode end   = begin ? FindCode(bytes, std::max(begin.at + 1, searched), {kPack}) : begin;
         if (!end) {
-            taken      = begin ? begin.at : std::max(taken, tail);
+            const Index next = begin ? begin.at : std::max(taken, tail);
+            m_counts.droppedEarly += static_cast<unsigned long long>(next - taken);
+            taken      = next;
             m_searched = static_cast<unsigned long>(std::max<Index>(tail - taken, 0));
             break;
         }
         const ByteSpan whole = Part(bytes, begin.at, static_cast<std::size_t>(end.at - begin.at));
         CKivDynaBuffer pack(whole.data(), static_cast<unsigned long>(whole.size()));
+        m_counts.droppedEarly += static_cast<unsigned long long>(begin.at - taken);
         if (CutAudio(pack, m_gop) == 0) m_mp2Stage = kStagePiping;
         AppendPending(Bytes(pack));
         taken = end.at;

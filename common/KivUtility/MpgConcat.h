@@ -19,6 +19,20 @@ enum CONCAT_STATUS : int {
     PIPING_DATA        = 3  // bytes pass
 };
 
+// What became of the bytes of the file under way, since the last SetHeader() or Rewinded(): for reports. A
+// byte of a file that is in none of the dropped ones went out, is pending, or waits for bytes behind it.
+struct KivSpliceCounts {
+    unsigned long long headerBytes = 0; // stream header sent in front of the file
+    unsigned long long audioBytes =
+        0; // rebuilt audio packet sent in front of it, from what was dropped as too early
+    unsigned long long droppedEarly = 0; // before the splice point
+    unsigned long long droppedAudio = 0; // behind it: audio earlier than the first video
+    unsigned long long droppedVideo =
+        0; // behind it: pictures that refer to the file before, and their packets
+    bool          clockWritten = false;
+    unsigned long clock        = 0; // written into the header's pack, 32 bits of 90 kHz
+};
+
 // Turns files of one format into one stream, as a server sends it: SetHeader() with the first file's stream
 // header, PullData() with each piece of a file as it is read, Rewinded() whenever the source jumps to the
 // start of the next file, EndOfStream() behind the last one, then OutputData() to drain.
@@ -62,6 +76,8 @@ public:
 
     // Appends what ends an MPEG program stream, behind eight bytes of stuffing.
     void EndOfStream();
+
+    const KivSpliceCounts& GetSpliceCounts() const { return m_counts; }
 
     // One line for a log.
     void ReportStatus(CKivString& out);
@@ -117,6 +133,8 @@ private:
     CKivDynaBuffer m_packRemainder;     // behind the last complete pack
     unsigned long  m_searched = 0;      // bytes of m_inBuffer or m_packRemainder that were searched in vain
 
+    KivSpliceCounts m_counts;
+
     int           m_asfFlag   = 0; // the header declares error correction
     std::uint32_t m_asfOffset = 0; // size of a data packet in bytes
 
@@ -124,6 +142,9 @@ private:
 
     void SettlePending();
     bool AppendPending(std::span<const unsigned char> bytes);
+    void SendHeader();
+    void DropEarly(CKivDynaBuffer& data, std::ptrdiff_t count);
+    void Drop(CKivDynaBuffer& buffer, std::ptrdiff_t from, std::ptrdiff_t to, unsigned long long& counter);
     bool BeginAsf(CKivDynaBuffer& data);
     void BeginMpeg1(CKivDynaBuffer& data);
     long SpliceAndPipe(CKivDynaBuffer& data, long bytesWants);

@@ -49,7 +49,11 @@ inline void RemoveHead(CKivDynaBuffer& buffer, Index count) {
 }
 
 // Removes the bytes [from, to).
-void Remove(CKivDynaBuffer& buffer, Index from, Index to);
+inline void Remove(CKivDynaBuffer& buffer, Index from, Index to) {
+    const CKivDynaBuffer whole = buffer;
+    buffer.ChopTail(static_cast<unsigned long>(from));
+    Append(buffer, Part(Bytes(whole), to));
+}
 
 // Writes a byte, or a number most significant byte first; what would lie behind the end is not written.
 inline void Write8(CKivDynaBuffer& buffer, Index at, unsigned value) {

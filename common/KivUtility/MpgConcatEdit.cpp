@@ -52,15 +52,13 @@ bool IsAudioInTime(ByteSpan pack, Index at, ByteSpan stamp) {
 
 } // namespace
 
-namespace kiv::concat {
-
-void Remove(CKivDynaBuffer& buffer, Index from, Index to) {
-    const CKivDynaBuffer whole = buffer;
-    buffer.ChopTail(static_cast<unsigned long>(from));
-    Append(buffer, Part(Bytes(whole), to));
+// Removes the bytes [from, to) and counts them.
+void CMpegStreamConcatenator::Drop(CKivDynaBuffer& buffer, Index from, Index to,
+                                   unsigned long long& counter) {
+    const long before = buffer.GetSize();
+    Remove(buffer, from, to);
+    counter += static_cast<unsigned long long>(before - buffer.GetSize());
 }
-
-} // namespace kiv::concat
 
 // Finds the first group of pictures behind a pack header and makes `data` begin with its pack.
 // A sequence header in an earlier piece of the file leaves hasSeqHead set, but nothing is cut by it.
@@ -77,10 +75,10 @@ int CMpegStreamConcatenator::GetGop(CKivDynaBuffer& data, CKivDynaBuffer& gop, i
         code = FindCode(Bytes(data), code.at + 1, {kPack, kGroup, kSequence});
     }
     if (!code) {
-        Empty(data);
+        DropEarly(data, data.GetSize());
         return 0;
     }
-    RemoveHead(data, pack);
+    DropEarly(data, pack);
     const Index group = code.at - pack;
     const Index video = FindLastCode(Part(Bytes(data), 0, static_cast<std::size_t>(group + 4)), {kVideo}).at;
     if (video != kNone) Append(gop, Part(Bytes(data), video + kTimeStampAt, kTimeStampBytes));
@@ -101,12 +99,12 @@ void CMpegStreamConcatenator::AdjustGopPack(CKivDynaBuffer& pack, int videoIdx, 
         if (picture) {
             const Index length = static_cast<Index>(Read16(before, videoIdx + kLengthAt)) + picture.at - cut;
             Write16(pack, videoIdx + kLengthAt, static_cast<unsigned>(length));
-            Remove(pack, picture.at, cut);
+            Drop(pack, picture.at, cut, m_counts.droppedVideo);
         }
     }
     const StartCode packet =
         FindCode(Part(Bytes(pack), 0, static_cast<std::size_t>(videoIdx)), 0, {kVideo, kAudio});
-    if (packet) Remove(pack, packet.at, videoIdx);
+    if (packet) Drop(pack, packet.at, videoIdx, m_counts.droppedVideo);
 }
 
 void CMpegStreamConcatenator::AdjustHeader(CKivDynaBuffer& header, const CKivDynaBuffer& gop,
@@ -134,11 +132,11 @@ int CMpegStreamConcatenator::CutAudio(CKivDynaBuffer& pack, const CKivDynaBuffer
     if (!HasTimeStamp(pack, audio)) return 1;
     if (IsAudioInTime(Bytes(pack), audio.at, Bytes(gop))) return 0;
     if (!FindCode(Bytes(pack), 0, {kVideo})) {
-        Empty(pack);
+        Drop(pack, 0, pack.GetSize(), m_counts.droppedAudio);
         return 1;
     }
     const StartCode video = FindCode(Bytes(pack), audio.at + 1, {kVideo});
-    Remove(pack, audio.at, video ? video.at : static_cast<Index>(pack.GetSize()));
+    Drop(pack, audio.at, video ? video.at : static_cast<Index>(pack.GetSize()), m_counts.droppedAudio);
     return 1;
 }
 
@@ -162,5 +160,7 @@ int CMpegStreamConcatenator::EjectBFramesInOutBuffer(CKivDynaBuffer& out) {
     out.ChopTail(static_cast<unsigned long>(video));
     Append(out, Part(Bytes(whole), video, static_cast<std::size_t>(headerLength + kTimeStampAt)));
     Append(out, Part(Bytes(whole), sequence));
+    if (out.GetSize() < whole.GetSize())
+        m_counts.droppedVideo += static_cast<unsigned long long>(whole.GetSize() - out.GetSize());
     return 1;
 }
