@@ -79,6 +79,19 @@ public:
 
     MpegBuilder& Picture() { return Code(0x00).Add({0x00, 0x0F, 0xFF, 0xF8}); }
 
+    // A PES packet, ISO/IEC 13818-1, 2.4.3.6, whose header ends with `fields`: nothing, or a time stamp
+    // first. Its length field is off by `lengthError`.
+    MpegBuilder& Pes(int id, const Bytes& fields, const Bytes& payload, int lengthError = 0) {
+        const int length = static_cast<int>(3 + fields.size() + payload.size()) + lengthError;
+        Code(id).Add({length >> 8, length & 0xFF, 0x80, fields.empty() ? 0 : 0x80});
+        return Add({static_cast<int>(fields.size())}).Add(fields).Add(payload);
+    }
+
+    // MPEG-2 layer III, 8 kbit/s at 24 kHz: 48 bytes.
+    MpegBuilder& AudioFrame(unsigned char filling = 0x55) {
+        return Add({0xFF, 0xF3, 0x14, 0xC0}).Fill(44, filling);
+    }
+
     // A transport packet of the PID with the given payload; with an adaptation field of `adaptation` bytes
     // where that is not negative.
     MpegBuilder& TransportPacket(unsigned pid, bool start, const Bytes& payload, int adaptation = -1) {

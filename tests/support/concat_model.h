@@ -1,0 +1,540 @@
+// CMpegStreamConcatenator once more, one plain step behind the other and without regard to speed: what the
+// library's is held against.
+#ifndef KIVUTILITY_TESTS_CONCAT_MODEL_H
+#define KIVUTILITY_TESTS_CONCAT_MODEL_H
+
+#include "mpeg_builder.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <string>
+
+namespace test {
+
+struct ConcatModel {
+    using Index = std::ptrdiff_t;
+
+    enum { kUnknown, kCollecting, kConcatenating, kPiping };
+
+    Bytes pending, in, header, audio, gop, remainder;
+    int   status, format, headerFormat = 0, stage, gopHasSeqHead, asfFlag = 0;
+    bool  ignoreAudio, audioFound, packFound, groupFound, firstPull, synced;
+
+    std::uint32_t            asfOffset = 0;
+    std::vector<std::string> reports;
+
+    ConcatModel() { Reset(0); }
+
+    // Bytes.
+    static Index Size(const Bytes& b) { return static_cast<Index>(b.size()); }
+
+    static int At(const Bytes& b, Index i) { return i >= 0 && i < Size(b) ? b.data()[i] : 0; }
+
+    static int Word(const Bytes& b, Index i) { return At(b, i) * 256 + At(b, i + 1); }
+
+    static Bytes Part(const Bytes& b, Index from, Index to) {
+        to = std::clamp<Index>(to, 0, Size(b));
+        return from < to ? Bytes(b.data() + from, b.data() + to) : Bytes();
+    }
+
+    static void Append(Bytes& to, const Bytes& b) { to.insert(to.end(), b.begin(), b.end()); }
+
+    static void Remove(Bytes& b, Index from, Index to) {
+        Bytes kept = Part(b, 0, from);
+        Append(kept, Part(b, to, Size(b)));
+        b = kept;
+    }
+
+    static void Put(Bytes& b, Index i, Index value) {
+        if (i >= 0 && i < Size(b)) b.data()[i] = static_cast<unsigned char>(value & 0xFF);
+    }
+
+    static void PutWord(Bytes& b, Index i, Index value) {
+        Put(b, i, value >> 8);
+        Put(b, i + 1, value);
+    }
+
+    static std::uint32_t Bits(const Bytes& b, int at, int n) {
+        std::uint32_t value = 0;
+        for (int bit = at; bit < at + n; ++bit)
+            value = value << 1 | (static_cast<std::uint32_t>(At(b, bit / 8)) >> (7 - bit % 8) & 1);
+        return value;
+    }
+
+    static void PutBits(Bytes& b, int at, int n, std::uint32_t value) {
+        for (int bit = at + n - 1; bit >= at; --bit, value >>= 1) {
+            const int mask = 0x80 >> bit % 8;
+            Put(b, bit / 8, value & 1 ? At(b, bit / 8) | mask : At(b, bit / 8) & ~mask);
+        }
+    }
+
+    // Start codes: of the kinds lo..hi at i; the first one from `from` on and before `end`, or -1.
+    static bool Code(const Bytes& b, Index i, int lo, int hi) {
+        return At(b, i) == 0 && At(b, i + 1) == 0 && At(b, i + 2) == 1 && At(b, i + 3) >= lo
+               && At(b, i + 3) <= hi && i + 3 < Size(b);
+    }
+
+    static Index First(const Bytes& b, Index from, Index end, int lo, int hi) {
+        for (Index i = from; i < end; ++i)
+            if (Code(b, i, lo, hi)) return i;
+        return -1;
+    }
+
+    static Index First(const Bytes& b, Index from, int lo, int hi) {
+        return First(b, from, Size(b) - 3, lo, hi);
+    }
+
+    void Check(bool holds, int line, const char* text) {
+        if (!holds) reports.push_back("MpgConcat(" + std::to_string(line) + ") : " + text + " Failed");
+    }
+
+    // Driving.
+    void Reset(int keepHeader) {
+        if (keepHeader == 0) {
+            header.clear();
+            headerFormat = 0;
+        }
+        stage = 4;
+        for (Bytes* buffer : {&gop, &remainder, &pending, &in, &audio}) buffer->clear();
+        gopHasSeqHead = 0;
+        firstPull     = true;
+        synced = ignoreAudio = audioFound = packFound = groupFound = false;
+        format                                                     = 0;
+        status                                                     = kPiping;
+    }
+
+    void Rewinded() {
+        Reset(1);
+        if (!header.empty()) status = kCollecting;
+    }
+
+    int SetHeader(Bytes& head, int type) {
+        Reset(0);
+        format = headerFormat = type;
+        status                = kCollecting;
+        if (type == 6) return 1;
+        header = head;
+        for (const int whole : {20, 8, 21, 23, 26, 24, 4})
+            if (type == whole) return 1;
+        Index length = First(head, 0, 0xC0, 0xDF);
+        if (length < 0) length = Size(head);
+        if (type == 1) {
+            const Index video = First(head, length, 0xE0, 0xEF);
+            if (video > length) {
+                Remove(head, length, video);
+                length = Size(head);
+            }
+        }
+        header = Part(head, 0, length);
+        return 1;
+    }
+
+    long CanPullData(long wanted) { return std::max(0L, wanted - static_cast<long>(pending.size())); }
+
+    void EndOfStream() { Append(pending, {0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0, 0, 1, 0xB9}); }
+
+    std::string ReportStatus() const {
+        const char* words[] = {"UNKNOWN;", "COLLECTING_DATA;", "CONCATENATING_DATA;", "PIPING_DATA;"};
+        return std::string("status=") + words[status]
+               + (ignoreAudio ? "ignoreAudioHeader;" : "NotignoreAudioHeader;")
+               + "headerLen=" + std::to_string(header.size()) + ";audioPack=" + std::to_string(audio.size())
+               + ";" + (audioFound ? "AudioPackFound;" : "AudioPackNotFound;")
+               + (packFound ? "DataPackFound;" : "DataPackNotFound;")
+               + (groupFound ? "SeqHeadFound;" : "SeqHeadNotFound;");
+    }
+
+    long PullData(Bytes& data, long wanted) {
+        Check(wanted >= 0, 516, "bytesWants>=0");
+        wanted = std::max(wanted, 0L);
+        switch (headerFormat) {
+        case 20:
+        case 21:
+        case 8:
+            if (firstPull) {
+                if (AsfHeadAnalyse(header) == 0) return 0;
+                Append(pending, header);
+                firstPull = synced = false;
+            }
+            if (!synced) {
+                const Index at = AsfPackHandler(data);
+                Remove(data, 0, !synced || at == -1 ? Size(data) : at);
+            }
+            break;
+        case 23:
+        case 26:
+            if (firstPull) synced = true;
+            firstPull = false;
+            break;
+        case 1:
+            if (firstPull) {
+                Append(pending, header);
+                firstPull = synced = false;
+            }
+            if (!synced) {
+                const Index at = First(data, 0, 0xBA, 0xBA);
+                synced         = at >= 0;
+                Remove(data, 0, synced ? at : Size(data));
+            }
+            break;
+        case 4: return Mp2ConcatHandler(data, wanted);
+        default:
+            if (status == kCollecting || status == kConcatenating) {
+                Append(in, data);
+                data.clear();
+                if (status == kCollecting) status = CollectData();
+                if (status == kConcatenating) status = ConcatAudioHead();
+                if (status != kPiping) return wanted;
+            }
+            Check(status != kUnknown, 626, "m_status==PIPING_DATA");
+            return PipeData(data, wanted);
+        }
+        Append(pending, data);
+        data.clear();
+        status = kPiping;
+        return PipeData(data, wanted);
+    }
+
+    long OutputData(Bytes& data, long wanted) {
+        status = kPiping;
+        return PipeData(data, wanted);
+    }
+
+    long PipeData(Bytes& data, long wanted) {
+        Check(status == kPiping, 475, "m_status==PIPING_DATA");
+        Check(wanted >= 0, 476, "bytesWants>=0");
+        wanted           = std::max(wanted, 0L);
+        const long total = static_cast<long>(pending.size() + data.size());
+        Append(pending, data);
+        data.clear();
+        if (total < wanted) return wanted - total;
+        data = Part(pending, 0, wanted);
+        Remove(pending, 0, wanted);
+        return 0;
+    }
+
+    // The splice of program streams, MP3 and transport streams.
+    int CollectData() {
+        Check(status == kCollecting, 272, "m_status==COLLECTING_DATA");
+        if (format == 6) {
+            const Index at = FindAudio(in, 0, 0, Size(in), 1);
+            if (at < 0) return kCollecting;
+            Append(pending, Part(in, at, Size(in)));
+            return status = kPiping;
+        }
+        if (format == 13) {
+            const Index at = FindTransport(in, 0, Size(in));
+            if (at <= 0) return kCollecting;
+            pending = header;
+            Append(pending, Part(in, at, Size(in)));
+            return status = kPiping;
+        }
+        Check(!header.empty(), 303, "m_header.GetSize()");
+        const Index size         = Size(in);
+        Index       partialAudio = -1, save = -1, lastPack = -1;
+        for (Index i = 0; i < size - 3; ++i) {
+            if (Code(in, i, 0xBA, 0xBA)) {
+                packFound = true;
+                save      = std::max(save, i);
+                lastPack  = i;
+            } else if (Code(in, i, 0xC0, 0xC0)) {
+                audioFound = true;
+                if (i + 7 > size) {
+                    partialAudio = std::max(partialAudio, i);
+                    continue;
+                }
+                ignoreAudio = At(in, i + 6) >> 6 != 2;
+                if (ignoreAudio) {
+                    audio.clear();
+                    continue;
+                }
+                if (i + 9 > size || i + Word(in, i + 4) + 6 > size) {
+                    partialAudio = std::max(partialAudio, i);
+                    continue;
+                }
+                const Index packet = Word(in, i + 4) + 6, payload = At(in, i + 8) + 9;
+                const Index frame = FindAudio(in, i, payload, packet, 1);
+                if (frame >= 0) {
+                    const Index length = i + packet - frame;
+                    Check(length != 0, 347, "audioDataLen");
+                    PutWord(in, i + 4, length + payload);
+                    audio = Part(in, i, i + payload);
+                    Append(audio, Part(in, frame, frame + length));
+                }
+                Check(!audio.empty(), 353, "audioBuffer.GetSize()");
+            } else if (Code(in, i, 0xB8, 0xB8)) {
+                groupFound = true;
+                if ((!ignoreAudio && audio.empty()) || lastPack < 0) continue;
+                if (i + 12 <= size) return Splice(lastPack);
+                save = std::max(save, i);
+            }
+        }
+        Check(status == kCollecting, 460, "m_status == COLLECTING_DATA");
+        const Index a   = partialAudio < 1 ? size : partialAudio;
+        const Index b   = save < 1 ? size : save;
+        const Index cut = size < 4 ? size : a < b ? a : b;
+        Check(cut > 0, 462, "saveDataIdx>0");
+        Remove(in, 0, cut);
+        return kCollecting;
+    }
+
+    int Splice(Index lastPack) {
+        pending = header;
+        Append(pending, audio);
+        const Bytes pack = Part(in, lastPack, lastPack + 12);
+        Remove(in, 0, lastPack + 12);
+        Append(pending, pack);
+        const bool          mpeg2 = Bits(pack, 32, 2) == 1;
+        const int           high = mpeg2 ? 34 : 36, middle = mpeg2 ? 38 : 40, low = mpeg2 ? 54 : 56;
+        const std::uint32_t clock =
+            ((Bits(pack, high, 3) << 15 | Bits(pack, middle, 15)) << 15 | Bits(pack, low, 15)) - 1248;
+        PutBits(pending, high, 3, clock >> 30);
+        PutBits(pending, middle, 15, clock >> 15 & 0x7FFF);
+        PutBits(pending, low, 15, clock & 0x7FFF);
+        return kConcatenating;
+    }
+
+    int ConcatAudioHead() {
+        Check(status == kConcatenating, 211, "m_status==CONCATENATING_DATA");
+        if (ignoreAudio) {
+            audio.clear();
+            Append(pending, in);
+            return kPiping;
+        }
+        Check(!audio.empty(), 219, "audioBuffer.GetSize()");
+        if (First(in, 0, 0xC0, 0xC0) >= 0) {
+            Append(pending, in);
+            audio.clear();
+            EjectBFrames(pending);
+            return kPiping;
+        }
+        Check(Size(in) >= 5, 255, "inBuffer.GetSize()>4");
+        Append(pending, Part(in, 0, Size(in) - 4));
+        Remove(in, 0, std::max<Index>(Size(in) - 4, 0));
+        return kConcatenating;
+    }
+
+    int EjectBFrames(Bytes& out) {
+        Index video = -1, sequence = -1;
+        for (Index i = Size(header); i < Size(out) - 3 && sequence <= 0; ++i) {
+            if (Code(out, i, 0xE0, 0xE0)) video = i;
+            if (Code(out, i, 0xB3, 0xB3)) sequence = i;
+        }
+        const bool found = video > 0 && sequence > video;
+        Check(found, 1432, "VideoPackIndex>0 && SeqHeaderIndex>VideoPackIndex");
+        if (!found) return 1;
+        const Index length = At(out, video + 8);
+        PutWord(out, video + 4, Word(out, video + 4) - sequence + length + video + 6);
+        Bytes spliced = Part(out, 0, video);
+        for (Index i = video; i < video + length + 9; ++i)
+            Append(spliced, {static_cast<unsigned char>(At(out, i))});
+        Append(spliced, Part(out, sequence, Size(out)));
+        out = spliced;
+        return 1;
+    }
+
+    // MPEG-2 program streams.
+    long Mp2ConcatHandler(Bytes& data, long wanted) {
+        if (stage == 4) {
+            if (GetGop(data, gop, gopHasSeqHead) == 0) {
+                data.clear();
+                return wanted;
+            }
+            AdjustHeader(header, gop);
+            Append(pending, header);
+            stage = 5;
+        }
+        if (stage == 5) {
+            in = remainder;
+            Append(in, data);
+            data.clear();
+            for (;;) {
+                Bytes pack;
+                if (GetPack(pack, in) == 0) {
+                    remainder = in;
+                    return OutputData(data, wanted);
+                }
+                const int cut = CutAudio(pack, gop);
+                Append(pending, pack);
+                if (cut != 0) continue;
+                Append(pending, in);
+                stage = 3;
+                break;
+            }
+        }
+        return OutputData(data, wanted);
+    }
+
+    static int GetGop(Bytes& data, Bytes& gop, int& hasSeqHead) {
+        Index pack = -1, sequence = -1, group = -1;
+        for (Index i = 0; i < Size(data) - 3 && group < 0; ++i) {
+            if (Code(data, i, 0xBA, 0xBA)) pack = i;
+            if (pack >= 0 && Code(data, i, 0xB3, 0xB3)) {
+                hasSeqHead = 1;
+                sequence   = i;
+            }
+            if (pack >= 0 && Code(data, i, 0xB8, 0xB8)) group = i;
+        }
+        if (group < 0) {
+            data.clear();
+            return 0;
+        }
+        Remove(data, 0, pack);
+        Index video = group - pack;
+        while (video >= 0 && !Code(data, video, 0xE0, 0xEF)) --video;
+        if (video < 0) return 1;
+        Append(gop, Part(data, 0, video + 14));
+        Remove(gop, 0, video + 9);
+        AdjustGopPack(data, video, sequence - pack, group - pack, hasSeqHead);
+        return 1;
+    }
+
+    static void AdjustGopPack(Bytes& pack, Index video, Index sequence, Index group, int hasSeqHead) {
+        const Index cut     = hasSeqHead != 0 ? sequence : group;
+        const Index picture = First(pack, video + 1, cut - 3, 0, 0xAF);
+        if (video < picture && picture < cut) {
+            PutWord(pack, video + 4, picture + Word(pack, video + 4) - cut);
+            Remove(pack, picture, cut);
+        }
+        if (video - 3 < 1) return;
+        for (Index i = 0; i < video - 3; ++i) {
+            if (!Code(pack, i, 0xC0, 0xEF)) continue;
+            Remove(pack, i, video);
+            return;
+        }
+    }
+
+    static void AdjustHeader(Bytes& header, const Bytes& gop) {
+        for (const int kind : {0xE0, 0xC0}) {
+            const Index at = First(header, 0, kind, kind == 0xE0 ? 0xEF : 0xDF);
+            if (at < 0 || at + 13 > Size(header) + 1) return;
+            Put(header, at + 9, At(header, at + 9) != 0 || At(gop, 0) != 0 ? 1 : 0);
+            Put(header, at + 10, At(gop, 1));
+            Put(header, at + 11, At(gop, 2));
+            Put(header, at + 12, At(gop, 3) >> 2);
+            Put(header, at + 13, At(gop, 4));
+        }
+    }
+
+    static int GetPack(Bytes& pack, Bytes& buffer) {
+        const Index at   = First(buffer, 0, 0xBA, 0xBA);
+        const Index next = at < 0 ? -1 : First(buffer, at + 1, 0xBA, 0xBA);
+        if (next < 0) return 0;
+        pack = Part(buffer, at, next);
+        Remove(buffer, 0, next);
+        return 1;
+    }
+
+    static int CutAudio(Bytes& pack, const Bytes& gop) {
+        Index at = -1;
+        for (Index i = 0; i < Size(pack) - 3; ++i)
+            if (Code(pack, i, 0xC0, 0xDF)) at = i;
+        const bool hasVideo = First(pack, 0, 0xE0, 0xEF) >= 0;
+        if (Size(pack) < 4 || at < 0 || at + 13 > Size(pack) + 1) return 1;
+        const bool audioTop = At(pack, at + 9) != 0, gopTop = At(gop, 0) != 0;
+        if (audioTop && !gopTop) return 0;
+        if (audioTop == gopTop) {
+            if (Word(pack, at + 10) > Word(gop, 1)) return 0;
+            if (Word(pack, at + 10) == Word(gop, 1) && Word(pack, at + 12) >= Word(gop, 3)) return 0;
+        }
+        if (!hasVideo) {
+            pack.clear();
+            return 1;
+        }
+        const Index video = First(pack, at, 0xE0, 0xEF);
+        Remove(pack, at, video < 0 ? Size(pack) : video);
+        return 1;
+    }
+
+    // Searches.
+    Index FindTransport(const Bytes& b, Index start, Index length) {
+        if (length < 564) return 0;
+        for (Index i = start; i < start + 188; ++i) {
+            if (At(b, i) != 0x47) continue;
+            Check(i + 376 < length, 1356, "(i+188+188)< audioPackLen");
+            if (At(b, i + 188) != 0x47 || At(b, i + 376) != 0x47) continue;
+            for (Index at = i; at + 188 < start + length; at += 188)
+                if ((At(b, at + 3) & 15) == 0 && (At(b, at + 188 + 3) & 15) == 1) return at;
+        }
+        return 0;
+    }
+
+    static Index FrameLength(const Bytes& b, Index at) {
+        static const int kRates[3][3] = {{44100, 48000, 32000}, {22050, 24000, 16000}, {11025, 12000, 8000}};
+        static const int kBitRates[][14] = {
+            {32, 64, 96, 128, 160, 192, 224, 256, 288, 320, 352, 384, 416, 448},
+            {32, 48, 56, 64, 80, 96, 112, 128, 160, 192, 224, 256, 320, 384},
+            {32, 40, 48, 56, 64, 80, 96, 112, 128, 160, 192, 224, 256, 320},
+            {32, 48, 56, 64, 80, 96, 112, 128, 144, 160, 176, 192, 224, 256},
+            {8, 16, 24, 32, 40, 48, 56, 64, 80, 96, 112, 128, 144, 160}};
+        static const int kVersions[] = {3, 1, 2, 1}, kLayers[] = {0, 3, 2, 1};
+
+        const int version = kVersions[At(b, at + 1) >> 3 & 3], layer = kLayers[At(b, at + 1) >> 1 & 3];
+        const int index = At(b, at + 2) >> 4, sampling = At(b, at + 2) >> 2 & 3, pad = At(b, at + 2) >> 1 & 1;
+        const int rate  = sampling == 3 ? -1000 : kRates[version - 1][sampling];
+        const int table = version == 1 ? layer - 1 : layer == 1 ? 3 : 4;
+
+        int bitRate = index == 0 || index == 15 ? 1 : kBitRates[std::max(table, 0)][index - 1];
+        if (layer == 0) bitRate = std::max(index, 1);
+        return layer == 1 ? (bitRate * 12000 / rate + pad) * 4 : bitRate * 144000 / rate + pad;
+    }
+
+    static Index FindAudio(const Bytes& b, Index start, Index from, Index to, int flag) {
+        const Index end = start + to;
+        for (Index at = start + from; at < end - 4; ++at) {
+            if (At(b, at) != 0xFF || (At(b, at + 1) & 1) == 0) continue;
+            Index frame = at;
+            for (;;) {
+                const Index next = frame + FrameLength(b, frame);
+                if (next >= end) return frame == at ? -1 : frame;
+                if (next - frame < 1 || At(b, next) != 0xFF || At(b, next + 1) < 0xE0) break;
+                if (flag == 1) return at;
+                frame = next;
+            }
+            at = frame;
+        }
+        return -1;
+    }
+
+    // ASF.
+    static bool Guid(const Bytes& b, Index at, Bytes guid) { return Part(b, at, at + 16) == guid; }
+
+    int AsfHeadAnalyse(Bytes& head) {
+        const Bytes kHeader     = {0x30, 0x26, 0xB2, 0x75, 0x8E, 0x66, 0xCF, 0x11,
+                                   0xA6, 0xD9, 0,    0xAA, 0,    0x62, 0xCE, 0x6C};
+        const Bytes kProperties = {0xA1, 0xDC, 0xAB, 0x8C, 0x47, 0xA9, 0xCF, 0x11,
+                                   0x8E, 0xE4, 0,    0xC0, 0x0C, 0x20, 0x53, 0x65};
+        Bytes       kCorrection = kHeader;
+        kCorrection[0]          = 0x35;
+
+        asfFlag = 0;
+        if (Size(head) < 151 || !Guid(head, 0, kHeader)) return 0;
+        Index p = 30;
+        while (p < Size(head) - 16 && !Guid(head, p, kProperties)) ++p;
+        if (p >= Size(head) - 16) return 0;
+        Put(head, p + 88, (At(head, p + 88) | 1) & ~2);
+        asfOffset = 0;
+        for (Index i = 3; i >= 0; --i)
+            asfOffset = asfOffset << 8 | static_cast<std::uint32_t>(At(head, p + 92 + i));
+        for (p += 104; p < Size(head) - 16; ++p)
+            if (Guid(head, p, kCorrection)) asfFlag = 1;
+        return 1;
+    }
+
+    Index AsfPackHandler(const Bytes& data) {
+        if (synced) return -1;
+        const auto packet = [&](std::int64_t i) {
+            if (i >= Size(data) - 2 || At(data, static_cast<Index>(i)) != 0x82) return false;
+            return Word(data, static_cast<Index>(i) + 1) == (asfFlag ? 0x1101 : 0);
+        };
+        for (Index i = 0; i < Size(data) - 2; ++i) {
+            if (!packet(i) || !packet(std::int64_t{i} + asfOffset)) continue;
+            synced = true;
+            return i;
+        }
+        return -1;
+    }
+};
+
+} // namespace test
+
+#endif
