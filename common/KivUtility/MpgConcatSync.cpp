@@ -64,6 +64,8 @@ AudioSearch FindAudioFrame(ByteSpan bytes, Index start, Index from, Index to, bo
     constexpr Index kHeaderBytes = 4;
     const Index     end          = start + to;
     Index           at           = start + from;
+    Index           undecided    = kNone; // the first frame whose next one is cut behind its first byte
+    const auto      resume       = [&](Index here) { return undecided == kNone ? here : undecided; };
     while (at < end - kHeaderBytes) {
         at = static_cast<Index>(FindByte(bytes, static_cast<std::size_t>(at), 0xFF));
         if (at >= end - kHeaderBytes) break;
@@ -74,14 +76,17 @@ AudioSearch FindAudioFrame(ByteSpan bytes, Index start, Index from, Index to, bo
         Index frame = at; // the last one reached
         for (;;) {
             const Index length = FrameLength(bytes, frame);
-            if (frame + length >= end) return {frame == at ? kNone : frame, at};
-            if (!IsFollowedByFrame(bytes, frame, length)) break;
+            if (frame + length >= end) return {frame == at ? kNone : frame, resume(at)};
+            if (!IsFollowedByFrame(bytes, frame, length)) {
+                if (frame + length == end - 1 && undecided == kNone) undecided = at;
+                break;
+            }
             if (single) return {at, at};
             frame += length;
         }
         at = frame + 1;
     }
-    return {kNone, std::max(std::min(at, end - kHeaderBytes), start + from)};
+    return {kNone, resume(std::max(std::min(at, end - kHeaderBytes), start + from))};
 }
 
 Index FindTransportPacket(ByteSpan bytes, Index start, Index length, Index searched) {
