@@ -66,9 +66,11 @@ AudioSearch FindAudioFrame(ByteSpan bytes, Index start, Index from, Index to, bo
     Index           at           = start + from;
     Index           undecided    = kNone; // the first frame whose next one is cut behind its first byte
     const auto      resume       = [&](Index here) { return undecided == kNone ? here : undecided; };
-    while (at < end - kHeaderBytes) {
+    // the region may go beyond the bytes: there is no frame to find there
+    const Index candidatesEnd = std::min(end - kHeaderBytes, static_cast<Index>(bytes.size()));
+    while (at < candidatesEnd) {
         at = static_cast<Index>(FindByte(bytes, static_cast<std::size_t>(at), 0xFF));
-        if (at >= end - kHeaderBytes) break;
+        if (at >= candidatesEnd) break;
         if (!MayBeginFrame(bytes, at)) {
             ++at;
             continue;

@@ -21,6 +21,7 @@ struct ConcatModel {
     bool  ignoreAudio, audioFound, packFound, groupFound, firstPull, synced;
 
     std::uint32_t            asfOffset = 0;
+    Index                    searched;
     std::vector<std::string> reports;
 
     ConcatModel() { Reset(0); }
@@ -97,6 +98,7 @@ struct ConcatModel {
         stage = 4;
         for (Bytes* buffer : {&gop, &remainder, &pending, &in, &audio}) buffer->clear();
         gopHasSeqHead = 0;
+        searched      = 0;
         firstPull     = true;
         synced = ignoreAudio = audioFound = packFound = groupFound = false;
         format                                                     = 0;
@@ -218,14 +220,17 @@ struct ConcatModel {
         if (format == 6) {
             const Index at = FindAudio(in, 0, 0, Size(in), 1);
             if (at < 0) return kCollecting;
-            Append(pending, Part(in, at, Size(in)));
+            Remove(in, 0, at);
+            Append(pending, in);
             return status = kPiping;
         }
         if (format == 13) {
-            const Index at = FindTransport(in, 0, Size(in));
+            const Index at = FindTransport(in, 0, Size(in), searched);
+            if (Size(in) >= 564) searched = Size(in);
             if (at <= 0) return kCollecting;
             pending = header;
-            Append(pending, Part(in, at, Size(in)));
+            Remove(in, 0, at);
+            Append(pending, in);
             return status = kPiping;
         }
         Check(!header.empty(), 303, "m_header.GetSize()");
@@ -321,7 +326,7 @@ struct ConcatModel {
         }
         const bool found = video > 0 && sequence > video;
         Check(found, 1432, "VideoPackIndex>0 && SeqHeaderIndex>VideoPackIndex");
-        if (!found) return 1;
+        if (video < 0 || sequence <= video) return 1;
         const Index length = At(out, video + 8);
         PutWord(out, video + 4, Word(out, video + 4) - sequence + length + video + 6);
         Bytes spliced = Part(out, 0, video);
@@ -446,14 +451,16 @@ struct ConcatModel {
     }
 
     // Searches.
-    Index FindTransport(const Bytes& b, Index start, Index length) {
+    // Packets that lie with the next one before `searched` were found not to count before.
+    Index FindTransport(const Bytes& b, Index start, Index length, Index searched) {
         if (length < 564) return 0;
         for (Index i = start; i < start + 188; ++i) {
             if (At(b, i) != 0x47) continue;
             Check(i + 376 < length, 1356, "(i+188+188)< audioPackLen");
             if (At(b, i + 188) != 0x47 || At(b, i + 376) != 0x47) continue;
             for (Index at = i; at + 188 < start + length; at += 188)
-                if ((At(b, at + 3) & 15) == 0 && (At(b, at + 188 + 3) & 15) == 1) return at;
+                if (at + 376 > searched && (At(b, at + 3) & 15) == 0 && (At(b, at + 188 + 3) & 15) == 1)
+                    return at;
         }
         return 0;
     }
