@@ -158,7 +158,10 @@ int CMpegStreamConcatenator::EjectBFramesInOutBuffer(CKivDynaBuffer& out) {
     Write16(out, video + kLengthAt, static_cast<unsigned>(length));
     const CKivDynaBuffer whole = out;
     out.ChopTail(static_cast<unsigned long>(video));
-    Append(out, Part(Bytes(whole), video, static_cast<std::size_t>(headerLength + kTimeStampAt)));
+    const Index kept = headerLength + kTimeStampAt;
+    Append(out, Part(Bytes(whole), video, static_cast<std::size_t>(kept)));
+    if (out.GetSize() < video + kept)
+        out.SetByte(static_cast<unsigned long>(video + kept - 1), 0); // and zeros
     Append(out, Part(Bytes(whole), sequence));
     if (out.GetSize() < whole.GetSize())
         m_counts.droppedVideo += static_cast<unsigned long long>(whole.GetSize() - out.GetSize());
