@@ -54,16 +54,34 @@ std::uint32_t AdjustClock(CKivDynaBuffer& out, const CKivDynaBuffer& pack) {
 // Whether the packet at `at` has the header of ISO/IEC 13818-1, 2.4.3.6.
 bool IsMpeg2Packet(ByteSpan bytes, Index at) { return Read8(bytes, at + 6) >> 6 == 2; }
 
+// Where no frame of audio begins. Packets may overlap: without this each would be searched to its end.
+struct Refused {
+    Index from = 0, to = 0;
+
+    // The first frame of the region, as FindAudioFrame() finds it.
+    Index FindFrame(ByteSpan bytes, Index begin, Index end) {
+        const bool known = begin >= from && begin <= to;
+        // the frames near the end are looked at again: one that goes beyond it ends the search
+        const Index       skipTo = known ? std::max(begin, std::min(to, end - kLongestAudioFrame)) : begin;
+        const AudioSearch search = FindAudioFrame(bytes, skipTo, 0, end - skipTo, true);
+        if (known)
+            to = std::max(to, search.resume);
+        else
+            *this = {begin, search.resume};
+        return search.found;
+    }
+};
+
 // Takes the audio packet at `at` over into `audio`, without what precedes its first frame. False when it is
 // not wholly in `in`.
-bool TakeAudioPacket(CKivDynaBuffer& in, Index at, CKivDynaBuffer& audio) {
+bool TakeAudioPacket(CKivDynaBuffer& in, Index at, CKivDynaBuffer& audio, Refused& refused) {
     const ByteSpan bytes = Bytes(in);
     const Index    size  = in.GetSize();
     if (at + 9 > size) return false;
     const Index packetLength  = static_cast<Index>(Read16(bytes, at + 4)) + 6;
     const Index payloadOffset = static_cast<Index>(Read8(bytes, at + 8)) + 9;
     if (at + packetLength > size) return false;
-    const Index frame = FindAudioFrame(bytes, at, payloadOffset, packetLength, true).found;
+    const Index frame = refused.FindFrame(bytes, at + payloadOffset, at + packetLength);
     if (frame != kNone) {
         const Index dataLength = at + packetLength - frame;
         Check(dataLength != 0, 347, "audioDataLen Failed");
@@ -291,6 +309,7 @@ CONCAT_STATUS CMpegStreamConcatenator::CollectProgramStream(CKivDynaBuffer& in, 
     Check(m_header.GetSize() != 0, 303, "m_header.GetSize() Failed");
     const Index size         = in.GetSize();
     Index       partialAudio = kNone, save = kNone, lastPack = kNone;
+    Refused     refused;
     for (StartCode code; (code = FindCode(Bytes(in), code.at + 1, {kPack, kGroup, kFirstAudio}));) {
         if (kPack.Has(code.id)) {
             m_dataPackFound = true;
@@ -306,7 +325,7 @@ CONCAT_STATUS CMpegStreamConcatenator::CollectProgramStream(CKivDynaBuffer& in, 
             if (headerThere) m_ignoreAudioHeader = !IsMpeg2Packet(Bytes(in), code.at);
             if (headerThere && m_ignoreAudioHeader)
                 Empty(audio);
-            else if (!headerThere || !TakeAudioPacket(in, code.at, audio))
+            else if (!headerThere || !TakeAudioPacket(in, code.at, audio, refused))
                 partialAudio = code.at;
         }
     }

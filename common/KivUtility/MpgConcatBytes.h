@@ -117,8 +117,10 @@ inline void Check(bool holds, int line, const char* report) {
 
 struct AudioSearch {
     Index found;  // kNone: nothing
-    Index resume; // where a search goes on when more bytes have come
+    Index resume; // where a search goes on when more bytes have come: what lies before is refused for good
 };
+
+inline constexpr Index kLongestAudioFrame = 2881; // bytes, of those that FindAudioFrame knows
 
 // The frame of MPEG audio that findMPASyncWord accepts; `single`: one frame behind it is enough.
 AudioSearch FindAudioFrame(ByteSpan bytes, Index start, Index from, Index to, bool single);
