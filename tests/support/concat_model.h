@@ -55,20 +55,6 @@ struct ConcatModel {
         Put(b, i + 1, value);
     }
 
-    static std::uint32_t Bits(const Bytes& b, int at, int n) {
-        std::uint32_t value = 0;
-        for (int bit = at; bit < at + n; ++bit)
-            value = value << 1 | (static_cast<std::uint32_t>(At(b, bit / 8)) >> (7 - bit % 8) & 1);
-        return value;
-    }
-
-    static void PutBits(Bytes& b, int at, int n, std::uint32_t value) {
-        for (int bit = at + n - 1; bit >= at; --bit, value >>= 1) {
-            const int mask = 0x80 >> bit % 8;
-            Put(b, bit / 8, value & 1 ? At(b, bit / 8) | mask : At(b, bit / 8) & ~mask);
-        }
-    }
-
     // Start codes: of the kinds lo..hi at i; the first one from `from` on and before `end`, or -1.
     static bool Code(const Bytes& b, Index i, int lo, int hi) {
         return At(b, i) == 0 && At(b, i + 1) == 0 && At(b, i + 2) == 1 && At(b, i + 3) >= lo
@@ -148,38 +134,20 @@ struct ConcatModel {
     long PullData(Bytes& data, long wanted) {
         Check(wanted >= 0, 516, "bytesWants>=0");
         wanted = std::max(wanted, 0L);
-        switch (headerFormat) {
-        case 20:
-        case 21:
-        case 8:
+        if (headerFormat == 4) return Mp2ConcatHandler(data, wanted);
+        const bool asf = headerFormat == 20 || headerFormat == 21 || headerFormat == 8;
+        if (asf || headerFormat == 1) {
             if (firstPull) {
-                if (AsfHeadAnalyse(header) == 0) return 0;
+                if (asf && AsfHeadAnalyse(header) == 0) return 0;
                 Append(pending, header);
                 firstPull = synced = false;
             }
             if (!synced) {
-                const Index at = AsfPackHandler(data);
-                Remove(data, 0, !synced || at == -1 ? Size(data) : at);
-            }
-            break;
-        case 23:
-        case 26:
-            if (firstPull) synced = true;
-            firstPull = false;
-            break;
-        case 1:
-            if (firstPull) {
-                Append(pending, header);
-                firstPull = synced = false;
-            }
-            if (!synced) {
-                const Index at = First(data, 0, 0xBA, 0xBA);
+                const Index at = asf ? AsfPackHandler(data) : First(data, 0, 0xBA, 0xBA);
                 synced         = at >= 0;
                 Remove(data, 0, synced ? at : Size(data));
             }
-            break;
-        case 4: return Mp2ConcatHandler(data, wanted);
-        default:
+        } else if (headerFormat != 23 && headerFormat != 26) {
             if (status == kCollecting || status == kConcatenating) {
                 Append(in, data);
                 data.clear();
@@ -288,13 +256,15 @@ struct ConcatModel {
         const Bytes pack = Part(in, lastPack, lastPack + 12);
         Remove(in, 0, lastPack + 12);
         Append(pending, pack);
-        const bool          mpeg2 = Bits(pack, 32, 2) == 1;
-        const int           high = mpeg2 ? 34 : 36, middle = mpeg2 ? 38 : 40, low = mpeg2 ? 54 : 56;
-        const std::uint32_t clock =
-            ((Bits(pack, high, 3) << 15 | Bits(pack, middle, 15)) << 15 | Bits(pack, low, 15)) - 1248;
-        PutBits(pending, high, 3, clock >> 30);
-        PutBits(pending, middle, 15, clock >> 15 & 0x7FFF);
-        PutBits(pending, low, 15, clock & 0x7FFF);
+        const auto bits = [&](unsigned from, int n) {
+            return std::uint32_t(KivGetBufferBits(pack.data(), from, n));
+        };
+        const bool          mpeg2 = bits(32, 2) == 1;
+        const unsigned      at[]  = {mpeg2 ? 34U : 36U, mpeg2 ? 38U : 40U, mpeg2 ? 54U : 56U};
+        const std::uint32_t clock = ((bits(at[0], 3) << 15 | bits(at[1], 15)) << 15 | bits(at[2], 15)) - 1248;
+        KivSetBufferBits(pending.data(), at[0], 3, clock >> 30);
+        KivSetBufferBits(pending.data(), at[1], 15, clock >> 15 & 0x7FFF);
+        KivSetBufferBits(pending.data(), at[2], 15, clock & 0x7FFF);
         return kConcatenating;
     }
 
@@ -352,19 +322,15 @@ struct ConcatModel {
             in = remainder;
             Append(in, data);
             data.clear();
-            for (;;) {
-                Bytes pack;
+            for (Bytes pack; stage == 5;) {
                 if (GetPack(pack, in) == 0) {
                     remainder = in;
                     return OutputData(data, wanted);
                 }
-                const int cut = CutAudio(pack, gop);
+                if (CutAudio(pack, gop) == 0) stage = 3;
                 Append(pending, pack);
-                if (cut != 0) continue;
-                Append(pending, in);
-                stage = 3;
-                break;
             }
+            Append(pending, in);
         }
         return OutputData(data, wanted);
     }
@@ -450,8 +416,7 @@ struct ConcatModel {
         return 1;
     }
 
-    // Searches.
-    // Packets that lie with the next one before `searched` were found not to count before.
+    // Searches. Packets that lie with the next one before `searched` were found not to count before.
     Index FindTransport(const Bytes& b, Index start, Index length, Index searched) {
         if (length < 564) return 0;
         for (Index i = start; i < start + 188; ++i) {
@@ -503,16 +468,16 @@ struct ConcatModel {
     }
 
     // ASF.
-    static bool Guid(const Bytes& b, Index at, Bytes guid) { return Part(b, at, at + 16) == guid; }
+    static inline const Bytes kHeader     = {0x30, 0x26, 0xB2, 0x75, 0x8E, 0x66, 0xCF, 0x11,
+                                             0xA6, 0xD9, 0,    0xAA, 0,    0x62, 0xCE, 0x6C};
+    static inline const Bytes kCorrection = {0x35, 0x26, 0xB2, 0x75, 0x8E, 0x66, 0xCF, 0x11,
+                                             0xA6, 0xD9, 0,    0xAA, 0,    0x62, 0xCE, 0x6C};
+    static inline const Bytes kProperties = {0xA1, 0xDC, 0xAB, 0x8C, 0x47, 0xA9, 0xCF, 0x11,
+                                             0x8E, 0xE4, 0,    0xC0, 0x0C, 0x20, 0x53, 0x65};
+
+    static bool Guid(const Bytes& b, Index at, const Bytes& guid) { return Part(b, at, at + 16) == guid; }
 
     int AsfHeadAnalyse(Bytes& head) {
-        const Bytes kHeader     = {0x30, 0x26, 0xB2, 0x75, 0x8E, 0x66, 0xCF, 0x11,
-                                   0xA6, 0xD9, 0,    0xAA, 0,    0x62, 0xCE, 0x6C};
-        const Bytes kProperties = {0xA1, 0xDC, 0xAB, 0x8C, 0x47, 0xA9, 0xCF, 0x11,
-                                   0x8E, 0xE4, 0,    0xC0, 0x0C, 0x20, 0x53, 0x65};
-        Bytes       kCorrection = kHeader;
-        kCorrection[0]          = 0x35;
-
         asfFlag = 0;
         if (Size(head) < 151 || !Guid(head, 0, kHeader)) return 0;
         Index p = 30;
@@ -527,17 +492,13 @@ struct ConcatModel {
         return 1;
     }
 
-    Index AsfPackHandler(const Bytes& data) {
-        if (synced) return -1;
+    Index AsfPackHandler(const Bytes& data) const {
         const auto packet = [&](std::int64_t i) {
-            if (i >= Size(data) - 2 || At(data, static_cast<Index>(i)) != 0x82) return false;
-            return Word(data, static_cast<Index>(i) + 1) == (asfFlag ? 0x1101 : 0);
+            return i < Size(data) - 2 && data[std::size_t(i)] == 0x82
+                   && Word(data, Index(i) + 1) == (asfFlag ? 0x1101 : 0);
         };
-        for (Index i = 0; i < Size(data) - 2; ++i) {
-            if (!packet(i) || !packet(std::int64_t{i} + asfOffset)) continue;
-            synced = true;
-            return i;
-        }
+        for (Index i = 0; i < Size(data) - 2; ++i)
+            if (packet(i) && packet(std::int64_t{i} + asfOffset)) return i;
         return -1;
     }
 };
