@@ -41,9 +41,7 @@ struct ConcatModel {
     static void Append(Bytes& to, const Bytes& b) { to.insert(to.end(), b.begin(), b.end()); }
 
     static void Remove(Bytes& b, Index from, Index to) {
-        Bytes kept = Part(b, 0, from);
-        Append(kept, Part(b, to, Size(b)));
-        b = kept;
+        b.erase(b.begin() + from, b.begin() + std::min(to, Size(b)));
     }
 
     static void Put(Bytes& b, Index i, Index value) {
@@ -158,10 +156,7 @@ struct ConcatModel {
             Check(status != kUnknown, 626, "m_status==PIPING_DATA");
             return PipeData(data, wanted);
         }
-        Append(pending, data);
-        data.clear();
-        status = kPiping;
-        return PipeData(data, wanted);
+        return OutputData(data, wanted);
     }
 
     long OutputData(Bytes& data, long wanted) {
@@ -207,21 +202,16 @@ struct ConcatModel {
         for (Index i = 0; i < size - 3; ++i) {
             if (Code(in, i, 0xBA, 0xBA)) {
                 packFound = true;
-                save      = std::max(save, i);
-                lastPack  = i;
+                save = lastPack = i;
             } else if (Code(in, i, 0xC0, 0xC0)) {
                 audioFound = true;
-                if (i + 7 > size) {
-                    partialAudio = std::max(partialAudio, i);
-                    continue;
-                }
-                ignoreAudio = At(in, i + 6) >> 6 != 2;
-                if (ignoreAudio) {
+                if (i + 7 <= size) ignoreAudio = At(in, i + 6) >> 6 != 2;
+                if (i + 7 <= size && ignoreAudio) {
                     audio.clear();
                     continue;
                 }
                 if (i + 9 > size || i + Word(in, i + 4) + 6 > size) {
-                    partialAudio = std::max(partialAudio, i);
+                    partialAudio = i;
                     continue;
                 }
                 const Index packet = Word(in, i + 4) + 6, payload = At(in, i + 8) + 9;
@@ -238,7 +228,7 @@ struct ConcatModel {
                 groupFound = true;
                 if ((!ignoreAudio && audio.empty()) || lastPack < 0) continue;
                 if (i + 12 <= size) return Splice(lastPack);
-                save = std::max(save, i);
+                save = i;
             }
         }
         Check(status == kCollecting, 460, "m_status == COLLECTING_DATA");
@@ -299,9 +289,8 @@ struct ConcatModel {
         if (video < 0 || sequence <= video) return 1;
         const Index length = At(out, video + 8);
         PutWord(out, video + 4, Word(out, video + 4) - sequence + length + video + 6);
-        Bytes spliced = Part(out, 0, video);
-        for (Index i = video; i < video + length + 9; ++i)
-            Append(spliced, {static_cast<unsigned char>(At(out, i))});
+        Bytes spliced = Part(out, 0, video + length + 9);
+        spliced.resize(static_cast<std::size_t>(video + length + 9));
         Append(spliced, Part(out, sequence, Size(out)));
         out = spliced;
         return 1;
@@ -366,12 +355,8 @@ struct ConcatModel {
             PutWord(pack, video + 4, picture + Word(pack, video + 4) - cut);
             Remove(pack, picture, cut);
         }
-        if (video - 3 < 1) return;
-        for (Index i = 0; i < video - 3; ++i) {
-            if (!Code(pack, i, 0xC0, 0xEF)) continue;
-            Remove(pack, i, video);
-            return;
-        }
+        const Index packet = First(pack, 0, video - 3, 0xC0, 0xEF);
+        if (packet >= 0) Remove(pack, packet, video);
     }
 
     static void AdjustHeader(Bytes& header, const Bytes& gop) {
