@@ -401,15 +401,15 @@ struct ConcatModel {
         return 1;
     }
 
-    // Searches. Packets that lie with the next one before `searched` were found not to count before.
-    Index FindTransport(const Bytes& b, Index start, Index length, Index searched) {
+    // Searches. Transport packets that lie with the next one in the first `before` bytes do not count.
+    Index FindTransport(const Bytes& b, Index start, Index length, Index before) {
         if (length < 564) return 0;
         for (Index i = start; i < start + 188; ++i) {
             if (At(b, i) != 0x47) continue;
             Check(i + 376 < length, 1356, "(i+188+188)< audioPackLen");
             if (At(b, i + 188) != 0x47 || At(b, i + 376) != 0x47) continue;
             for (Index at = i; at + 188 < start + length; at += 188)
-                if (at + 376 > searched && (At(b, at + 3) & 15) == 0 && (At(b, at + 188 + 3) & 15) == 1)
+                if (at + 376 > before && (At(b, at + 3) & 15) == 0 && (At(b, at + 188 + 3) & 15) == 1)
                     return at;
         }
         return 0;
