@@ -402,15 +402,15 @@ void CompareSteps(unsigned seed) {
     case 2:
         gop.clear();
         gopBuffer.ClearBuffer();
-        SAME(real.GetGop(dataBuffer, gopBuffer, flag), model.GetGop(model.in, gop, modelFlag));
+        SAME(real.GetGop(dataBuffer, gopBuffer, flag), ConcatModel::GetGop(model.in, gop, modelFlag));
         SAME(flag, modelFlag);
         break;
     case 3:
         real.AdjustHeader(dataBuffer, gopBuffer, 0);
-        model.AdjustHeader(model.in, gop);
+        ConcatModel::AdjustHeader(model.in, gop);
         break;
-    case 4: SAME(real.GetPack(outBuffer, dataBuffer), model.GetPack(model.pending, model.in)); break;
-    case 5: SAME(real.CutAudio(dataBuffer, gopBuffer), model.CutAudio(model.in, gop)); break;
+    case 4: SAME(real.GetPack(outBuffer, dataBuffer), ConcatModel::GetPack(model.pending, model.in)); break;
+    case 5: SAME(real.CutAudio(dataBuffer, gopBuffer), ConcatModel::CutAudio(model.in, gop)); break;
     case 6: SAME(real.EjectBFramesInOutBuffer(dataBuffer), model.EjectBFrames(model.in)); break;
     case 7:
         model.pending.clear();
@@ -423,7 +423,7 @@ void CompareSteps(unsigned seed) {
         break;
     default:
         SAME(real.findMPASyncWord(dataBuffer, number, small, number, flag),
-             model.FindAudio(data, number, small, number, flag));
+             ConcatModel::FindAudio(data, number, small, number, flag));
     }
     SAME(Content(dataBuffer), model.in);
     SAME(Content(outBuffer), model.pending);
