@@ -11,6 +11,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <mutex>
 #include <new>
 #include <string>
 #include <string_view>
@@ -51,6 +52,12 @@ const char* SeverityName(std::uint32_t eventType) {
     }
 }
 
+// Guards the log files. Never destroyed: there may be posts until the process ends.
+std::mutex& LogLock() {
+    static std::mutex& lock = *new std::mutex;
+    return lock;
+}
+
 std::string LogLine(const Kiv_EVENTLOG_INFO& event) {
     const auto* const end = std::ranges::find(event.text, '\0');
     return kiv::platform::DateText(event.time) + ", " + SeverityName(event.eventType) + '('
@@ -79,13 +86,13 @@ std::string_view LastPathComponent(const char* path) {
 constinit CSvrPostMsg g_theSvrPostMsg;
 
 CSvrPostMsg::~CSvrPostMsg() {
-    const std::lock_guard held(m_logLock);
+    const std::lock_guard held(LogLock());
     if (m_logFile != nullptr) std::fclose(m_logFile);
     m_logFile = nullptr; // for those who post while they are destroyed themselves, after this object
 }
 
 void CSvrPostMsg::EnableLogFile() {
-    const std::lock_guard held(m_logLock);
+    const std::lock_guard held(LogLock());
     const std::string     folder = kiv::platform::ExecutableFolder();
     if (m_logFile == nullptr && !folder.empty())
         m_logFile = std::fopen((folder + "LogFile.txt").c_str(), "w");
@@ -147,10 +154,10 @@ int CSvrPostMsg::PostMsg(Kiv_SPMSG_TYPE type, void* payload) noexcept {
 
 // Writes the event's line to the log file. 0 when there is none, and without memory.
 int CSvrPostMsg::Log(const Kiv_EVENTLOG_INFO& event) noexcept {
-    const std::lock_guard held(m_logLock);
-    if (m_logFile == nullptr) return 0;
     try {
-        const std::string line = LogLine(event);
+        const std::string     line = LogLine(event);
+        const std::lock_guard held(LogLock());
+        if (m_logFile == nullptr) return 0;
         std::fwrite(line.data(), 1, line.size(), m_logFile);
         std::fflush(m_logFile);
         return 1;

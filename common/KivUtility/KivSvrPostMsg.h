@@ -17,7 +17,6 @@
 
 #include <atomic>
 #include <cstdio>
-#include <mutex>
 
 // The kind of a posted message, which tells what its payload is.
 enum Kiv_SPMSG_TYPE : int {
@@ -98,8 +97,7 @@ private:
     std::atomic<HWND>         m_window = nullptr;
     std::atomic<unsigned int> m_msgId  = 0;
 
-    std::mutex m_logLock; // guards the file, which may be closed while others write
-    std::FILE* m_logFile = nullptr;
+    std::FILE* m_logFile = nullptr; // under a lock of its own: it may be closed while others write
 
     int Log(const Kiv_EVENTLOG_INFO& event) noexcept;
 };
