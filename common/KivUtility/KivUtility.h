@@ -24,7 +24,8 @@
 #include "MObjRMParser.h"
 #include "MObjUnknownParser.h"
 
-// Splicing: separately encoded files as one continuous stream.
+// Splicing: separately encoded files as one continuous stream, and what they must have in common.
+#include "KivStreamFacts.h"
 #include "MpgConcat.h"
 
 // Management records: the plain structures, what packs them into bytes, and a description of their layouts.

@@ -40,6 +40,13 @@ std::size_t ByteSource::Read(std::span<unsigned char> buffer) {
     return static_cast<std::size_t>(m_input->gcount());
 }
 
+std::size_t ByteSource::Fill(std::span<unsigned char> buffer) {
+    errno = 0;
+    m_input->read(reinterpret_cast<char*>(buffer.data()), static_cast<std::streamsize>(buffer.size()));
+    Check(m_input->bad());
+    return static_cast<std::size_t>(m_input->gcount());
+}
+
 void ByteSource::Check(bool failed) const {
     if (!failed) return;
     if (errno != 0) Fail(m_shown, {errno, std::generic_category()});

@@ -26,6 +26,10 @@ public:
     // are, 0 at the end.
     std::size_t Read(std::span<unsigned char> buffer);
 
+    // Fills `buffer`, in as few reads as the system allows. Returns how many bytes there are: fewer only
+    // where the input ends.
+    std::size_t Fill(std::span<unsigned char> buffer);
+
 private:
     std::string   m_shown;
     std::ifstream m_file;

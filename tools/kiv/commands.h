@@ -22,6 +22,7 @@ inline void Worsen(int& exitStatus, ExitStatus by) { exitStatus = std::max<int>(
 // exception says and ends with kExitFailed.
 void AddIdentifyCommand(CLI::App& app, int& exitStatus);
 void AddHeaderCommand(CLI::App& app, int& exitStatus);
+void AddSpliceCommand(CLI::App& app, int& exitStatus);
 void AddRegistryCommand(CLI::App& app, int& exitStatus);
 void AddExplainCommand(CLI::App& app, int& exitStatus);
 void AddRecordCommand(CLI::App& app, int& exitStatus);

@@ -23,10 +23,11 @@ int ExitFor(const CLI::App& app, const CLI::ParseError& error) {
 }
 
 int Run(int argc, char** argv) {
-    CLI::App app("Identifies media files, and looks after the configuration and the management records of "
-                 "media-streaming servers.",
-                 "kiv");
-    int      exitStatus = kExitDone;
+    CLI::App app(
+        "Identifies and joins media files, and looks after the configuration and the management records "
+        "of media-streaming servers.",
+        "kiv");
+    int exitStatus = kExitDone;
     app.set_version_flag("--version", "kiv " KIV_VERSION);
     app.footer("kiv COMMAND --help tells more about a command.");
     app.get_formatter()->label("SUBCOMMAND", "COMMAND");
@@ -34,6 +35,7 @@ int Run(int argc, char** argv) {
     app.allow_windows_style_options(false); // there, too, a word that begins with a slash is a path
     AddIdentifyCommand(app, exitStatus);
     AddHeaderCommand(app, exitStatus);
+    AddSpliceCommand(app, exitStatus);
     AddRegistryCommand(app, exitStatus);
     AddExplainCommand(app, exitStatus);
     AddRecordCommand(app, exitStatus);

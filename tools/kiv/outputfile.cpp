@@ -28,6 +28,9 @@ std::string TemporaryName() {
     return name;
 }
 
+// Room for the bytes of many small writes; for the process, as standard output is written until it ends.
+char g_room[1 << 16];
+
 // The file behind a symbolic link: it is replaced, and the link stays.
 fs::path BehindLinks(const fs::path& path) {
     std::error_code error;
@@ -54,6 +57,7 @@ OutputFile::OutputFile(const std::string& name)
         if (platform::IsTerminal(stdout)) throw std::runtime_error(m_shown + ": is a terminal");
         platform::MakeBinary(stdout);
         m_file.reset(stdout);
+        GiveRoom();
         return;
     }
     m_target = BehindLinks(platform::FromNarrow(name));
@@ -64,6 +68,7 @@ OutputFile::OutputFile(const std::string& name)
         CreateTemporary();
     else
         OpenInPlace();
+    GiveRoom();
 }
 
 OutputFile::~OutputFile() {
@@ -91,6 +96,8 @@ void OutputFile::OpenInPlace() {
     m_file.reset(platform::OpenInPlace(m_target, error));
     Check(error);
 }
+
+void OutputFile::GiveRoom() { std::setvbuf(m_file.get(), g_room, _IOFBF, sizeof g_room); }
 
 void OutputFile::Write(const void* data, std::size_t bytes) {
     if (std::fwrite(data, 1, bytes, m_file.get()) != bytes) Check(LastError());

@@ -54,6 +54,7 @@ private:
 
     void CreateTemporary();
     void OpenInPlace();
+    void GiveRoom();
     void Check(const std::error_code& error) const;
 };
 

@@ -1,0 +1,232 @@
+// Driving the concatenator.
+#include "splicer.h"
+
+#include "bytesource.h"
+#include "names.h"
+
+#include <algorithm>
+#include <array>
+#include <limits>
+#include <span>
+#include <stdexcept>
+
+namespace tool {
+
+namespace {
+
+// What the concatenator gets at a time while it looks for a place to join: it looks within such a piece.
+constexpr std::size_t kBlockBytes = 1 << 18;
+
+// The most of a file that may wait in memory for a place to join.
+constexpr std::uint64_t kMostWaiting = 1 << 20;
+
+// The longest header object of an ASF file that is believed.
+constexpr std::uint64_t kMostHeaderBytes = 1 << 20;
+
+constexpr long kAll = std::numeric_limits<long>::max();
+
+// With a row for each format whose files can be joined. docs/splicing.md tells why each is joined so.
+constexpr SpliceWay kWays[] = {
+    {kKivFmt_Mpeg1System, kKivFmt_Mpeg1System, false, true},
+    {kKivFmt_Mpeg2Program, kKivFmt_Mpeg2Program, false, true},
+    {kKivFmt_Mpeg2System, kKivFmt_Mpeg2System, false, true},
+    {kKivFmt_Mpeg2Transport, kKivFmt_Mpeg2Transport, true, false},
+    {kKivFmt_Mp3, kKivFmt_Mp3, true, false},
+    {kKivFmt_MpegAudio, kKivFmt_Mp3, true, false}, // the search for frames knows all layers
+    {kKivFmt_Asf, kKivFmt_Asf, false, false},
+    {kKivFmt_Wmv, kKivFmt_Asf, false, false},
+};
+
+[[noreturn]] void Refuse(const SpliceInput& input, const std::string& reason) {
+    throw std::runtime_error(Shown(input.path) + ": " + reason);
+}
+
+// Counts the library's checks that fail, in place of the pop-ups that would announce them. One at a time.
+class FailedChecks {
+public:
+    FailedChecks() {
+        s_count = 0;
+        KivSetPopUpHandler(Count);
+    }
+
+    FailedChecks(const FailedChecks&)            = delete;
+    FailedChecks& operator=(const FailedChecks&) = delete;
+
+    ~FailedChecks() { KivSetPopUpHandler(nullptr); }
+
+    // Those since the last call.
+    void MoveTo(SpliceAccount& account) {
+        account.failedChecks = s_count;
+        if (s_count != 0) account.firstFailedCheck = s_first.data();
+        s_count = 0;
+    }
+
+private:
+    static inline unsigned              s_count = 0;
+    static inline std::array<char, 256> s_first;
+
+    static void Count(const char* /*title*/, const char* text) {
+        if (s_count++ == 0) std::snprintf(s_first.data(), s_first.size(), "%s", text);
+    }
+};
+
+// The header object and the fixed fields of the data object behind it, without which no reader finds the
+// packets. Empty where there is none.
+std::vector<unsigned char> ReadAsfHeader(const SpliceInput& input) {
+    constexpr std::size_t      kSizeAt = 16, kObjectBytes = 24, kDataObjectBytes = 50;
+    ByteSource                 source(input.name);
+    std::vector<unsigned char> header(kObjectBytes);
+    if (source.Fill(header) != kObjectBytes) return {};
+    std::uint64_t size = 0;
+    for (std::size_t i = 8; i-- > 0;) size = size << 8 | header[kSizeAt + i];
+    if (size < kObjectBytes || size > std::min(kMostHeaderBytes, input.bytes)) return {};
+    header.resize(static_cast<std::size_t>(size) + kDataObjectBytes);
+    const std::span<unsigned char> rest = std::span(header).subspan(kObjectBytes);
+    header.resize(kObjectBytes + source.Fill(rest));
+    return header;
+}
+
+// The first file's stream header, as a server keeps it; empty where the format has none.
+CKivDynaBuffer ReadHeader(const SpliceInput& input, const SpliceWay& way) {
+    CKivDynaBuffer header;
+    if (way.as == kKivFmt_Asf) {
+        const std::vector<unsigned char> bytes = ReadAsfHeader(input);
+        header.SetBuffer(bytes.data(), static_cast<unsigned long>(bytes.size()));
+    } else if (way.as != kKivFmt_Mp3) {
+        CKivBitStream        stream;
+        CMObjMpgSystemParser parser;
+        if (stream.SourceFromFile(input.name.c_str()) != 0) parser.getHeader(&stream, &header);
+    }
+    if (header.GetSize() == 0 && !way.headerEachFile) Refuse(input, "has no stream header");
+    return header;
+}
+
+class Splicer {
+public:
+    Splicer(const SpliceWay& way, CKivDynaBuffer header, long chunkBytes, OutputFile& output)
+        : m_way(way), m_header(header), m_chunk(chunkBytes), m_output(output), m_block(kBlockBytes) {}
+
+    template <class Show> SpliceAccount Add(const SpliceInput& input, Show show) {
+        Begin();
+        ByteSource source(input.name);
+        while (m_account.bytes < input.bytes) {
+            const auto left = static_cast<std::size_t>(
+                std::min<std::uint64_t>(input.bytes - m_account.bytes, m_block.size()));
+            const std::size_t got = source.Fill(std::span(m_block).first(left));
+            m_account.bytes += got;
+            Feed(std::span(m_block).first(got), input);
+            if (got < left) Refuse(input, "has become shorter while it was read");
+            show(m_account.bytes);
+        }
+        Drain();
+        Count();
+        if (m_account.sent == 0 || m_account.Taken() == 0) Refuse(input, "no place to join it was found");
+        return m_account;
+    }
+
+    void End() {
+        if (!m_way.endCode) return;
+        m_concatenator.EndOfStream();
+        Drain();
+    }
+
+private:
+    const SpliceWay&           m_way;
+    const CKivDynaBuffer       m_header;
+    const long                 m_chunk;
+    OutputFile&                m_output;
+    std::vector<unsigned char> m_block;
+    CMpegStreamConcatenator    m_concatenator;
+    CKivDynaBuffer             m_data; // goes in with input and comes out with output
+    FailedChecks               m_failedChecks;
+    SpliceAccount              m_account; // of the file under way
+    bool                       m_isFirst = true;
+
+    void Begin() {
+        m_account      = {};
+        m_account.seam = m_output.Size();
+        if (m_isFirst || m_way.headerEachFile) {
+            CKivDynaBuffer header = m_header; // is cut where it is taken
+            m_concatenator.SetHeader(header, m_way.as);
+        } else {
+            m_concatenator.Rewinded();
+        }
+        m_isFirst = false;
+    }
+
+    // All at once until something goes out, for the place to join is sought in what comes together; then what
+    // the next piece lacks, which passes through without being stored.
+    void Feed(std::span<const unsigned char> bytes, const SpliceInput& input) {
+        while (!bytes.empty()) {
+            const long        lacking = m_concatenator.CanPullData(m_chunk);
+            const std::size_t step    = m_account.sent == 0
+                                            ? bytes.size()
+                                            : std::min(bytes.size(), static_cast<std::size_t>(lacking));
+            m_data.SetBuffer(bytes.data(), static_cast<unsigned long>(step));
+            bytes = bytes.subspan(step);
+            m_concatenator.PullData(m_data, m_chunk);
+            if (m_account.sent == 0) CheckStart(input);
+            while (m_data.GetSize() != 0) {
+                Deliver();
+                if (m_concatenator.CanPullData(m_chunk) != 0) break;
+                m_data.ChopTail(0);
+                m_concatenator.PullData(m_data, m_chunk);
+            }
+        }
+    }
+
+    // As long as nothing has gone out.
+    void CheckStart(const SpliceInput& input) {
+        const KivSpliceCounts& counts = m_concatenator.GetSpliceCounts();
+        if (m_data.GetSize() != 0 && m_header.GetSize() != 0 && counts.headerBytes == 0)
+            Refuse(input, "cannot follow the first file's stream header");
+        if (m_data.GetSize() == 0 && m_account.bytes - counts.droppedEarly > kMostWaiting)
+            Refuse(input, "no place to join it was found in its first " + std::to_string(m_account.bytes)
+                              + " bytes");
+    }
+
+    // What is pending, which is lost when the next file begins.
+    void Drain() {
+        const long pending = kAll - m_concatenator.CanPullData(kAll);
+        if (pending == 0) return;
+        m_data.ChopTail(0);
+        m_concatenator.OutputData(m_data, pending);
+        Deliver();
+    }
+
+    void Deliver() {
+        const auto bytes = static_cast<std::size_t>(m_data.GetSize());
+        m_output.Write(m_data.GetBufferPtr(), bytes);
+        m_account.sent += bytes;
+    }
+
+    void Count() {
+        m_account.counts = m_concatenator.GetSpliceCounts();
+        m_failedChecks.MoveTo(m_account);
+    }
+};
+
+} // namespace
+
+const SpliceWay* FindSpliceWay(Kiv_MEDIA_FORMAT_TYPE format) {
+    const SpliceWay* way = std::ranges::find(kWays, format, &SpliceWay::format);
+    return way != std::end(kWays) ? way : nullptr;
+}
+
+std::vector<SpliceAccount> Splice(const std::vector<SpliceInput>& inputs, const SpliceWay& way,
+                                  long chunkBytes, OutputFile& output, Progress& progress) {
+    std::uint64_t total = 0, done = 0;
+    for (const SpliceInput& input : inputs) total += input.bytes;
+    std::vector<SpliceAccount> accounts;
+    Splicer                    splicer(way, ReadHeader(inputs.front(), way), chunkBytes, output);
+    for (const SpliceInput& input : inputs) {
+        const std::string label = Shown(input.path);
+        accounts.push_back(
+            splicer.Add(input, [&](std::uint64_t bytes) { progress.Show(done + bytes, total, label); }));
+        done += input.bytes;
+    }
+    splicer.End();
+    return accounts;
+}
+
+} // namespace tool
