@@ -20,8 +20,8 @@ namespace {
 using namespace tool;
 
 constexpr char kFooter[] =
-    R"(Joins MPEG-1 system, MPEG-2 system, program and transport streams, MPEG audio, and ASF. The files must be of
-one format; of one picture size, frame rate, kind of audio and sampling rate, unless --force is given.
+    R"(Joins MPEG-1 system, MPEG-2 system, program and transport streams, Video CD, MPEG audio, and ASF. The files must
+be of one format; of one picture size, frame rate, kind of audio and sampling rate, unless --force is given.
 OUT is complete or not there at all: when something fails, what had the name before is as it was.
 
 With --report=json each file is one object on a line of its own: path, format, size, seam (where its part of OUT
@@ -78,7 +78,7 @@ std::vector<SpliceInput> LookAtAll(const Options& options) {
     for (const std::string& name : options.inputs) inputs.push_back(Look(name, options.output));
     const SpliceInput& first = inputs.front();
     for (const SpliceInput& input : inputs) {
-        if (FindSpliceWay(input.format)->as == FindSpliceWay(first.format)->as) continue;
+        if (CanFollow(input.format, first.format)) continue;
         Refuse(input.path, std::string("is ") + FormatName(input.format) + ", and " + Shown(first.path)
                                + " is " + FormatName(first.format));
     }

@@ -28,6 +28,7 @@ constexpr long kAll = std::numeric_limits<long>::max();
 // With a row for each format whose files can be joined. docs/splicing.md tells why each is joined so.
 constexpr SpliceWay kWays[] = {
     {kKivFmt_Mpeg1System, kKivFmt_Mpeg1System, false, true},
+    {kKivFmt_Mpeg1Vcd, kKivFmt_Mpeg1System, false, true}, // packs between the borders of sectors
     {kKivFmt_Mpeg2Program, kKivFmt_Mpeg2Program, false, true},
     {kKivFmt_Mpeg2System, kKivFmt_Mpeg2System, false, true},
     {kKivFmt_Mpeg2Transport, kKivFmt_Mpeg2Transport, true, false},
@@ -211,6 +212,13 @@ private:
 const SpliceWay* FindSpliceWay(Kiv_MEDIA_FORMAT_TYPE format) {
     const SpliceWay* way = std::ranges::find(kWays, format, &SpliceWay::format);
     return way != std::end(kWays) ? way : nullptr;
+}
+
+bool CanFollow(Kiv_MEDIA_FORMAT_TYPE format, Kiv_MEDIA_FORMAT_TYPE first) {
+    const auto isAsf = [](Kiv_MEDIA_FORMAT_TYPE type) {
+        return type == kKivFmt_Asf || type == kKivFmt_Wmv; // by the file's extension alone
+    };
+    return format == first || (isAsf(format) && isAsf(first));
 }
 
 std::vector<SpliceAccount> Splice(const std::vector<SpliceInput>& inputs, const SpliceWay& way,

@@ -51,7 +51,10 @@ struct SpliceWay {
 // Null for a format whose files cannot be joined.
 const SpliceWay* FindSpliceWay(Kiv_MEDIA_FORMAT_TYPE format);
 
-// Joins the files, all of one way, into `output`, which gets them in pieces of chunkBytes (1 to
+// Whether both are one format, whose files can be joined.
+bool CanFollow(Kiv_MEDIA_FORMAT_TYPE format, Kiv_MEDIA_FORMAT_TYPE first);
+
+// Joins the files, all of one format, into `output`, which gets them in pieces of chunkBytes (1 to
 // kMostSpliceChunk) but for the last one of each file. Returns their accounts in order; throws, naming the
 // file, when one cannot be read or joined.
 std::vector<SpliceAccount> Splice(const std::vector<SpliceInput>& inputs, const SpliceWay& way,
