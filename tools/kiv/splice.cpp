@@ -59,7 +59,8 @@ Kiv_MEDIA_FORMAT_TYPE FormatOf(const std::string& name) {
 
 SpliceInput Look(const std::string& name, const std::string& output) {
     SpliceInput input;
-    input.path           = platform::FromNarrow(name);
+    input.path = platform::FromNarrow(name);
+    if (name == "-") throw std::runtime_error("standard input: cannot be joined, for it is read once only");
     const InputFile file = Examine(input.path);
     if (!file.problem.empty()) Refuse(input.path, file.problem);
     if (IsSameFile(input.path, output)) Refuse(input.path, "is the output as well");

@@ -18,10 +18,11 @@ namespace {
 constexpr std::size_t kBlockBytes = 1 << 18;
 
 // The most of a file that may wait in memory for a place to join.
-constexpr std::uint64_t kMostWaiting = 1 << 20;
+constexpr std::int64_t kMostWaiting = 1 << 20;
 
-// The longest header object of an ASF file that is believed.
-constexpr std::uint64_t kMostHeaderBytes = 1 << 20;
+// How much of the first file is searched for its stream header: a file may lack a part of it, and would be
+// searched to its end.
+constexpr std::size_t kHeaderSearched = 1 << 20;
 
 constexpr long kAll = std::numeric_limits<long>::max();
 
@@ -71,32 +72,33 @@ private:
     }
 };
 
-// The header object and the fixed fields of the data object behind it, without which no reader finds the
-// packets. Empty where there is none.
-std::vector<unsigned char> ReadAsfHeader(const SpliceInput& input) {
-    constexpr std::size_t      kSizeAt = 16, kObjectBytes = 24, kDataObjectBytes = 50;
-    ByteSource                 source(input.name);
-    std::vector<unsigned char> header(kObjectBytes);
-    if (source.Fill(header) != kObjectBytes) return {};
+// The length of the header object that the bytes begin with, and of the fixed fields of the data object
+// behind it, without which no reader finds the packets. 0 where there is none.
+std::size_t AsfHeaderLength(std::span<const unsigned char> bytes) {
+    constexpr std::size_t kSizeAt = 16, kObjectBytes = 24, kDataObjectBytes = 50;
+    if (bytes.size() < kObjectBytes) return 0;
     std::uint64_t size = 0;
-    for (std::size_t i = 8; i-- > 0;) size = size << 8 | header[kSizeAt + i];
-    if (size < kObjectBytes || size > std::min(kMostHeaderBytes, input.bytes)) return {};
-    header.resize(static_cast<std::size_t>(size) + kDataObjectBytes);
-    const std::span<unsigned char> rest = std::span(header).subspan(kObjectBytes);
-    header.resize(kObjectBytes + source.Fill(rest));
-    return header;
+    for (std::size_t i = 8; i-- > 0;) size = size << 8 | bytes[kSizeAt + i];
+    return size <= bytes.size() - kObjectBytes
+               ? std::min(static_cast<std::size_t>(size) + kDataObjectBytes, bytes.size())
+               : 0;
 }
 
 // The first file's stream header, as a server keeps it; empty where the format has none.
 CKivDynaBuffer ReadHeader(const SpliceInput& input, const SpliceWay& way) {
     CKivDynaBuffer header;
+    if (way.as == kKivFmt_Mp3) return header;
+    ByteSource                 source(input.name);
+    std::vector<unsigned char> start(kHeaderSearched + 1); // the reader of bits may touch a byte more
+    const std::size_t          size = source.Fill(std::span(start).first(kHeaderSearched));
     if (way.as == kKivFmt_Asf) {
-        const std::vector<unsigned char> bytes = ReadAsfHeader(input);
-        header.SetBuffer(bytes.data(), static_cast<unsigned long>(bytes.size()));
-    } else if (way.as != kKivFmt_Mp3) {
+        header.SetBuffer(start.data(),
+                         static_cast<unsigned long>(AsfHeaderLength(std::span(start).first(size))));
+    } else {
         CKivBitStream        stream;
         CMObjMpgSystemParser parser;
-        if (stream.SourceFromFile(input.name.c_str()) != 0) parser.getHeader(&stream, &header);
+        stream.SourceFromBuffer(start.data(), static_cast<int>(size));
+        parser.getHeader(&stream, &header);
     }
     if (header.GetSize() == 0 && !way.headerEachFile) Refuse(input, "has no stream header");
     return header;
@@ -115,12 +117,13 @@ public:
                 std::min<std::uint64_t>(input.bytes - m_account.bytes, m_block.size()));
             const std::size_t got = source.Fill(std::span(m_block).first(left));
             m_account.bytes += got;
-            Feed(std::span(m_block).first(got), input);
+            Feed(std::span(m_block).first(got));
             if (got < left) Refuse(input, "has become shorter while it was read");
+            CheckProgress(input);
             show(m_account.bytes);
         }
         Drain();
-        Count();
+        m_failedChecks.MoveTo(m_account);
         if (m_account.sent == 0 || m_account.Taken() == 0) Refuse(input, "no place to join it was found");
         return m_account;
     }
@@ -157,16 +160,15 @@ private:
 
     // All at once until something goes out, for the place to join is sought in what comes together; then what
     // the next piece lacks, which passes through without being stored.
-    void Feed(std::span<const unsigned char> bytes, const SpliceInput& input) {
+    void Feed(std::span<const unsigned char> bytes) {
         while (!bytes.empty()) {
             const long        lacking = m_concatenator.CanPullData(m_chunk);
-            const std::size_t step    = m_account.sent == 0
-                                            ? bytes.size()
-                                            : std::min(bytes.size(), static_cast<std::size_t>(lacking));
+            const std::size_t step =
+                m_account.sent == 0 ? bytes.size()
+                                    : std::min(bytes.size(), static_cast<std::size_t>(std::max(lacking, 1L)));
             m_data.SetBuffer(bytes.data(), static_cast<unsigned long>(step));
             bytes = bytes.subspan(step);
             m_concatenator.PullData(m_data, m_chunk);
-            if (m_account.sent == 0) CheckStart(input);
             while (m_data.GetSize() != 0) {
                 Deliver();
                 if (m_concatenator.CanPullData(m_chunk) != 0) break;
@@ -176,12 +178,13 @@ private:
         }
     }
 
-    // As long as nothing has gone out.
-    void CheckStart(const SpliceInput& input) {
-        const KivSpliceCounts& counts = m_concatenator.GetSpliceCounts();
-        if (m_data.GetSize() != 0 && m_header.GetSize() != 0 && counts.headerBytes == 0)
-            Refuse(input, "cannot follow the first file's stream header");
-        if (m_data.GetSize() == 0 && m_account.bytes - counts.droppedEarly > kMostWaiting)
+    // A header that the concatenator cannot use does not go out, and a file without a place to join waits for
+    // one in memory.
+    void CheckProgress(const SpliceInput& input) {
+        m_account.counts = m_concatenator.GetSpliceCounts();
+        if (m_account.sent != 0 && m_header.GetSize() != 0 && m_account.counts.headerBytes == 0)
+            Refuse(input, "does not go with the first file's stream header");
+        if (static_cast<std::int64_t>(m_account.Withheld()) > kMostWaiting + m_chunk)
             Refuse(input, "no place to join it was found in its first " + std::to_string(m_account.bytes)
                               + " bytes");
     }
@@ -199,11 +202,6 @@ private:
         const auto bytes = static_cast<std::size_t>(m_data.GetSize());
         m_output.Write(m_data.GetBufferPtr(), bytes);
         m_account.sent += bytes;
-    }
-
-    void Count() {
-        m_account.counts = m_concatenator.GetSpliceCounts();
-        m_failedChecks.MoveTo(m_account);
     }
 };
 
