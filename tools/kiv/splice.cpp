@@ -99,7 +99,8 @@ std::string Summary(const Options& options, const std::vector<SpliceInput>& inpu
         if (options.report == "text") text += AccountText(inputs[i], accounts[i]);
     }
     if (options.report == "json") return text;
-    return text + output.Shown() + ": " + std::to_string(inputs.size()) + " files joined, "
+    const char* files = inputs.size() == 1 ? " file, " : " files joined, ";
+    return text + output.Shown() + ": " + std::to_string(inputs.size()) + files
            + std::to_string(output.Size()) + " bytes\n";
 }
 
@@ -146,7 +147,7 @@ void AddSpliceCommand(CLI::App& app, int& exitStatus) {
         ->check(CLI::Range(1L, kMostSpliceChunk).description(""));
     command
         ->add_flag("--report{text}", options->report,
-                   "Tells of each file what was taken and dropped, as text or json")
+                   "Tells of each file what was taken and dropped, as text or, with --report=json, as JSON")
         ->check(CLI::IsMember({"text", "json"}).description(""));
     command->add_flag("--force", options->force, "Joins files whose pictures or sound differ");
     command->footer(kFooter);
