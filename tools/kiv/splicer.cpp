@@ -106,7 +106,7 @@ CKivDynaBuffer ReadHeader(const SpliceInput& input, const SpliceWay& way) {
 
 class Splicer {
 public:
-    Splicer(const SpliceWay& way, CKivDynaBuffer header, long chunkBytes, OutputFile& output)
+    Splicer(const SpliceWay& way, const CKivDynaBuffer& header, long chunkBytes, OutputFile& output)
         : m_way(way), m_header(header), m_chunk(chunkBytes), m_output(output), m_block(kBlockBytes) {}
 
     template <class Show> SpliceAccount Add(const SpliceInput& input, Show show) {
