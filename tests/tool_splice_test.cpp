@@ -88,6 +88,38 @@ TEST(ToolSplice, JoinsFilesOfManyBlocks) {
               static_cast<std::ptrdiff_t>((made.size() - 12) / 2) - 800000);
 }
 
+// A header object with the file properties alone, and the head of a data object.
+Bytes AsfHead(unsigned char flags) {
+    const Bytes tail = {0xCF, 0x11, 0xA6, 0xD9, 0, 0xAA, 0, 0x62, 0xCE, 0x6C};
+    return Join(
+        {{0x30, 0x26, 0xB2, 0x75, 0x8E, 0x66},
+         tail,
+         Little(134, 8),
+         Bytes(6),
+         {0xA1, 0xDC, 0xAB, 0x8C, 0x47, 0xA9, 0xCF, 0x11, 0x8E, 0xE4, 0, 0xC0, 0x0C, 0x20, 0x53, 0x65},
+         Little(104, 8),
+         Bytes(64),
+         {flags, 0, 0, 0},
+         Little(100),
+         Little(100),
+         Little(1),
+         {0x36, 0x26, 0xB2, 0x75, 0x8E, 0x66},
+         tail,
+         Bytes(34)});
+}
+
+TEST(ToolSplice, SendsTheFirstHeaderOfAsfAheadOfEachFilesPackets) {
+    const TempFolder folder;
+    const auto       packets = [](unsigned char fill) {
+        const Bytes packet = With(Bytes(100, fill), 0, {0x82, 0, 0});
+        return Join({packet, packet, packet});
+    };
+    const std::string one = folder.Write("one.asf", Join({AsfHead(2), packets(1)})),
+                      two = folder.Write("two.wmv", Join({AsfHead(2), Bytes(7), packets(5)}));
+    EXPECT_EQ(RunTool(Splice(folder.Path("out"), {one, two})).status, 0);
+    EXPECT_EQ(ReadWholeFile(folder.Path("out")), Join({AsfHead(1), packets(1), AsfHead(1), packets(5)}));
+}
+
 TEST(ToolSplice, RefusesWhatDoesNotFitBeforeAnythingIsWritten) {
     const TempFolder  folder;
     const std::string film = folder.Write("film", ReadWholeFile(kFilm)), old = folder.Write("old", {1, 2, 3});
