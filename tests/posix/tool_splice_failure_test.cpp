@@ -13,12 +13,13 @@ using namespace test;
 TEST(ToolSplice, LeavesTheOldFileWhereTheDiskIsFull) {
     const TempFolder  folder;
     const std::string old = folder.Write("old", {1, 2, 3}), link = folder.Path("link");
-    fs::create_symlink(kFilm, link);
-    EXPECT_EQ(RunTool({"splice", "-o", link, kFilm}).status, 2) << "the output is the input behind a link";
+    const std::string film = folder.Write("film", ReadWholeFile(kFilm));
+    fs::create_symlink("film", link);
+    EXPECT_EQ(RunTool({"splice", "-o", link, film}).status, 2) << "the output is the input behind a link";
     const std::string words = "'" KIV_TOOL "' splice -o '" + old + "' '" + kFilm + "' 2> /dev/null";
     EXPECT_NE(std::system(("trap '' XFSZ; ulimit -f 100; " + words).c_str()), 0);
     EXPECT_EQ(ReadWholeFile(old), (Bytes{1, 2, 3}));
-    EXPECT_EQ(std::distance(fs::directory_iterator(folder.Path("")), {}), 2) << "something is left";
+    EXPECT_EQ(std::distance(fs::directory_iterator(folder.Path("")), {}), 3) << "something is left";
     for (const Arguments& out : {Arguments{"-o", "/dev/full"}, {"-o", "-"}}) {
         Arguments command = {"splice", kFilm, kFilm};
         command.insert(command.end(), out.begin(), out.end());
