@@ -31,6 +31,7 @@ const Kind kKinds[] = {
     {"mpeg2-transport.ts", 0},
     {"video-cd.dat", 12},
     {"mp3-cbr.mp3", 0},
+    {"mp3-id3v2.mp3", 0},
     {"layer2.mp2", 0},
 };
 

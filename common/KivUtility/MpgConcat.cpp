@@ -237,7 +237,8 @@ long CMpegStreamConcatenator::SpliceAndPipe(CKivDynaBuffer& data, long bytesWant
         SettlePending();
         if (m_status == COLLECTING_DATA) m_status = Collect(m_inBuffer, m_pending, m_audioBuffer, m_searched);
         if (m_status == CONCATENATING_DATA) m_status = ConcatAudioHead(m_inBuffer, m_pending, m_audioBuffer);
-        if (m_formatType == kKivFmt_Mp3) { // what was searched in vain never goes out
+        if (m_formatType == kKivFmt_Mp3 && m_status == COLLECTING_DATA) {
+            // what was searched in vain never goes out
             DropEarly(m_inBuffer, static_cast<Index>(m_searched));
             m_searched = 0;
         }
