@@ -17,7 +17,10 @@ public:
         for (const Run& run : runs) {
             if (run.run_type != Run::RT_Aggregate || run.aggregate_name != "median") continue;
             ConsoleReporter::ReportRuns({run});
-            m_medians[run.run_name.function_name] = run.GetAdjustedCPUTime();
+            // what measures other processes gives their time itself
+            const bool measured = run.run_name.time_type == "manual_time";
+            m_medians[run.run_name.function_name] =
+                measured ? run.GetAdjustedRealTime() : run.GetAdjustedCPUTime();
         }
     }
 

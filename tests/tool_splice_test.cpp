@@ -2,8 +2,6 @@
 #include "media.h"
 #include "tool_run.h"
 
-#include <map>
-
 namespace {
 
 using namespace test;
@@ -172,39 +170,6 @@ TEST(ToolSplice, LeavesTheOldFileWhenALaterOneCannotBeJoined) {
     EXPECT_NE(result.problems.find("no place to join"), std::string::npos) << result.problems;
     EXPECT_EQ(ReadWholeFile(old), (Bytes{1, 2, 3}));
     EXPECT_EQ(std::distance(fs::directory_iterator(folder.Path("")), {}), 2) << "something is left";
-}
-
-// The frames that another reader decodes, by the kind and index of the stream; none where there is no reader.
-std::map<std::string, int> FramesOf(const std::string& file, const TempFolder& folder) {
-    const std::string
-        probe = "ffprobe -v quiet -count_frames -show_entries stream=codec_type,index,nb_read_frames",
-        list  = folder.Path("frames");
-    std::map<std::string, int> frames; // a stream of a program comes twice
-    if (std::system((probe + " -of csv=p=0 " + file + " > " + list).c_str()) != 0) return frames;
-    std::ifstream lines(list);
-    for (std::string line; std::getline(lines, line);) {
-        const std::size_t kind = line.find(',') + 1, count = line.find(',', kind) + 1;
-        const int         read = count != 0 ? std::atoi(&line[count]) : 0;
-        if (read != 0) frames[line.substr(kind, count - kind) + line.substr(0, kind)] = read;
-    }
-    return frames;
-}
-
-TEST(ToolSplice, MakesOneStreamThatAnotherReaderDecodes) {
-    const TempFolder folder;
-    for (const Kind& kind : kKinds) {
-        const std::string file = Sample(kind.sample), out = folder.Path("out");
-        const auto        one = FramesOf(file, folder);
-        if (one.empty()) GTEST_SKIP() << "there is no ffprobe";
-        RunTool(Splice(out, {file, file}));
-        const auto both = FramesOf(out, folder);
-        ASSERT_EQ(both.size(), one.size()) << kind.sample;
-        for (auto from = one.begin(); const auto& [stream, frames] : both) {
-            EXPECT_EQ(stream[0], from->first[0]) << kind.sample << ' ' << stream;
-            EXPECT_LE(frames, 2 * from->second + 1) << kind.sample << ' ' << stream;
-            EXPECT_GE(frames, 2 * from++->second * 9 / 10) << kind.sample << ' ' << stream;
-        }
-    }
 }
 
 } // namespace
