@@ -67,17 +67,19 @@ TEST(SplicedFiles, DecodeInAnotherProgram) {
     const TempFolder folder;
     for (const Kind& kind : kKinds) {
         SCOPED_TRACE(kind.name);
-        const auto make = [&](const std::string& picture, const std::string& tone) {
-            const std::string file = folder.Path(tone + kind.name);
-            Lines("ffmpeg -v error -nostdin -y -f lavfi -t 4 -i " + picture
-                      + "=size=176x144:rate=25 -f lavfi -t 4 -i sine=frequency=" + tone
-                      + ":sample_rate=44100 -map_metadata -1 -threads 1 " + kind.codecs + ' ' + file,
-                  folder);
+        const std::string name = kind.name;
+        const auto        make = [&](const char* picture, const char* tone) {
+            std::string        file = folder.Path(tone + name);
+            std::ostringstream command;
+            command << "ffmpeg -v error -nostdin -y -f lavfi -t 4 -i " << picture
+                    << "=size=176x144:rate=25 -f lavfi -t 4 -i sine=frequency=" << tone
+                    << ":sample_rate=44100 -map_metadata -1 -threads 1 " << kind.codecs << ' ' << file;
+            Lines(command.str(), folder);
             return file;
         };
-        const std::string one = make("testsrc2", "440"), two = make("mandelbrot", "880"),
-                          out   = folder.Path(std::string("out-") + kind.name);
-        const ToolResult result = RunTool({"splice", "-o", out, one, two});
+        const std::string one = make("testsrc2", "440"), two = make("mandelbrot", "880");
+        const std::string out    = folder.Path("out-" + name);
+        const ToolResult  result = RunTool({"splice", "-o", out, one, two});
         ASSERT_EQ(result.status, 0) << result.problems;
         const Judged first(one, folder), second(two, folder), both(out, folder);
         EXPECT_EQ(both.video, first.video + second.video);
