@@ -47,7 +47,12 @@ inline ToolResult RunTool(const Arguments& words, const std::string& to = {}, co
     if (!from.empty()) command += " < " + quoted(from);
     command += " > " + quoted(to.empty() ? out : to) + " 2> " + quoted(problems);
     if (kIsWindows) command = '"' + command + '"'; // the shell there takes the outermost quotes away
-    const int status = std::system(command.c_str());
+    // the shell of Wine fails now and then to start a program, and then says that there is none
+    constexpr int kNoSuchCommand = 9009;
+    int           status         = std::system(command.c_str());
+    for (int again = 0; kIsWindows && status == kNoSuchCommand && again < 3; ++again) {
+        status = std::system(command.c_str());
+    }
     return {kIsWindows ? status : status >> 8, text(out), text(problems)}; // POSIX: in the high byte
 }
 
