@@ -10,6 +10,12 @@
 
 namespace kiv {
 
+// The bytes of `all` from `at` on, at most `count`: as many of them as there are. Any thread.
+constexpr ByteSpan Part(ByteSpan all, std::size_t at, std::size_t count = SIZE_MAX) noexcept {
+    at = std::min(at, all.size());
+    return all.subspan(at, std::min(count, all.size() - at));
+}
+
 // The number at bytes[at], most significant byte first. 0 where the bytes do not hold all of it, so that a
 // record shorter than its newest form reads as one with zeros. Any thread.
 template <std::unsigned_integral Number> constexpr Number BigEndian(ByteSpan bytes, std::size_t at) noexcept {

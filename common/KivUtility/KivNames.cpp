@@ -18,17 +18,14 @@ struct SubSystemRow {
     char          longName[67];
 };
 
-struct ServiceRow {
-    SVR_APP_SVC_ID id;
-    char           shortName[16];
-    char           longName[64];
+template <class Id> struct NamedRow {
+    Id   id;
+    char shortName[16];
+    char longName[64];
 };
 
-struct ApplicationRow {
-    SVR_APP_ID id;
-    char       shortName[16];
-    char       longName[64];
-};
+using ServiceRow     = NamedRow<SVR_APP_SVC_ID>;
+using ApplicationRow = NamedRow<SVR_APP_ID>;
 
 struct ProtocolRow {
     Kiv_STM_PROTOCOL_ID id;

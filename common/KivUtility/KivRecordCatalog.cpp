@@ -36,10 +36,7 @@ template <class Type> constexpr auto kTypeName = Terminated<TypeName<Type>().siz
 
 template <class Member> struct MemberType;
 
-template <class Record, class Type> struct MemberType<Type Record::*> {
-    using Of    = Record;
-    using Value = Type;
-};
+template <class Record, class Type> struct MemberType<Type Record::*> { using Value = Type; };
 
 template <class Record> struct Description;
 

@@ -18,16 +18,11 @@ using namespace kiv::mpeg;
 using kiv::BigEndian;
 using kiv::ByteSpan;
 using kiv::LittleEndian;
+using kiv::Part;
 
 namespace {
 
 constexpr std::size_t kMostLooked = 1 << 18; // bytes of the file
-
-// The bytes of `all` from `at` on, at most `count`.
-ByteSpan Part(ByteSpan all, std::size_t at, std::size_t count = SIZE_MAX) {
-    at = std::min(at, all.size());
-    return all.subspan(at, std::min(count, all.size() - at));
-}
 
 // The first `most` bytes from `from` on, or as many as there are.
 std::vector<std::uint8_t> FirstBytes(kiv::StreamReader& reader, std::uint64_t from) {

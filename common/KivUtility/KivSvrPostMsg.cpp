@@ -155,9 +155,9 @@ int CSvrPostMsg::PostMsg(Kiv_SPMSG_TYPE type, void* payload) noexcept {
 // Writes the event's line to the log file. 0 when there is none, and without memory.
 int CSvrPostMsg::Log(const Kiv_EVENTLOG_INFO& event) noexcept {
     try {
-        const std::string     line = LogLine(event);
         const std::lock_guard held(LogLock());
         if (m_logFile == nullptr) return 0;
+        const std::string line = LogLine(event);
         std::fwrite(line.data(), 1, line.size(), m_logFile);
         std::fflush(m_logFile);
         return 1;

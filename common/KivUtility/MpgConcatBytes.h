@@ -23,10 +23,9 @@ inline ByteSpan Bytes(const CKivDynaBuffer& buffer) {
             static_cast<std::size_t>(buffer.GetSize())};
 }
 
-// The bytes from `from` on, up to `count`: as many of them as there are.
+// kiv::Part by an index; one in front of the bytes counts as their start.
 inline ByteSpan Part(ByteSpan bytes, Index from, std::size_t count = SIZE_MAX) {
-    const auto at = std::min(static_cast<std::size_t>(std::max<Index>(from, 0)), bytes.size());
-    return bytes.subspan(at, std::min(count, bytes.size() - at));
+    return kiv::Part(bytes, static_cast<std::size_t>(std::max<Index>(from, 0)), count);
 }
 
 // Appends; room grows with the size, so that appending piece by piece stays linear. False without memory.
