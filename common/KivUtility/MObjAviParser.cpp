@@ -212,7 +212,7 @@ std::optional<Chunk> FindHeaderList(Chunks& chunks) {
 
 Kiv_MEDIA_FORMAT_TYPE CMObjAviParser::ParseBitStream(CKivBitStream* stream, int quick) {
     m_mediaType = kKivFmt_Unknown;
-    if (quick == 0) SetMeasures(0, 0, 0);
+    if (quick == 0) ClearMeasures();
     StreamReader reader(*stream);
     if (!IsAvi(reader)) return m_mediaType;
 
@@ -228,8 +228,7 @@ Kiv_MEDIA_FORMAT_TYPE CMObjAviParser::ParseBitStream(CKivBitStream* stream, int 
     m_mediaType = kKivFmt_Avi;
     if (quick != 0) return m_mediaType;
     const Streams streams = ReadStreams(reader, headers, *main);
-    const double  bits    = static_cast<double>(reader.Size()) * 8;
-    SetMeasures(CountFrames(reader, chunks, streams.measured), streams.seconds,
-                streams.seconds > 0 ? bits / streams.seconds : 0);
+    SetMeasures({static_cast<double>(CountFrames(reader, chunks, streams.measured)), kKivOrigin_Declared},
+                {streams.seconds, kKivOrigin_Declared});
     return m_mediaType;
 }

@@ -172,9 +172,10 @@ std::optional<FirstFrame> FindFirstFrame(StreamReader& reader) {
 }
 
 struct Totals {
-    std::uint64_t frames  = 0; // of audio
-    std::uint64_t bytes   = 0; // of these
-    std::uint32_t bitRate = 0; // that all have; 0 where they differ
+    std::uint64_t frames  = 0;     // of audio
+    std::uint64_t bytes   = 0;     // of these
+    std::uint32_t bitRate = 0;     // that all have; 0 where they differ
+    bool          cut     = false; // the last frame, by the file's end
 };
 
 // What the information frame in front tells, where that agrees with the file: nothing for a file without,
@@ -227,6 +228,7 @@ Totals CountFrames(StreamReader& reader, const FirstFrame& first, std::uint64_t 
             totals.bytes += std::min<std::uint64_t>(frame->sizeBytes, end - at);
             ++totals.frames;
         }
+        totals.cut = frame->sizeBytes > end - at && end == reader.Size();
         at += frame->sizeBytes;
     }
     return totals;
@@ -240,7 +242,7 @@ Kiv_MEDIA_FORMAT_TYPE CMObjMp3Parser::ParseBitStream(CKivBitStream* stream, int 
     m_mediaType        = !first ? kKivFmt_Unknown : first->frame.layer == 3 ? kKivFmt_Mp3 : kKivFmt_MpegAudio;
     if (quick != 0) return m_mediaType;
 
-    SetMeasures(0, 0, 0);
+    ClearMeasures();
     if (!first) return m_mediaType;
     const std::uint64_t end     = StartOfBackTags(reader, first->at);
     const auto          told    = ReadTotals(reader, *first, end);
@@ -248,6 +250,9 @@ Kiv_MEDIA_FORMAT_TYPE CMObjMp3Parser::ParseBitStream(CKivBitStream* stream, int 
     const double        frames  = static_cast<double>(totals.frames);
     const double        seconds = frames * first->frame.samples / first->frame.sampleRate;
     const double        average = frames > 0 ? static_cast<double>(totals.bytes) * 8 / seconds : 0;
-    SetMeasures(frames, seconds, totals.bitRate != 0 ? totals.bitRate : average);
+    const auto          origin  = told ? kKivOrigin_Declared : kKivOrigin_Counted;
+    const double        bitRate = totals.bitRate != 0 ? totals.bitRate : average;
+    SetMeasures({frames, origin}, {seconds, origin}, {bitRate, origin});
+    m_truncated = totals.cut;
     return m_mediaType;
 }

@@ -109,10 +109,10 @@ int CMObjMpgBaseParser::ParseGroupOfPictures(CKivBitStream* s) {
     }
     if (times.reservedCodeSeen || !times.endTime || *times.endTime <= *times.startTime) return 0;
 
-    const auto   seconds  = static_cast<double>(*times.endTime - *times.startTime);
-    const auto   frames   = static_cast<std::uint32_t>(seconds * kFramesPerSecond + times.picturesSinceGroup);
-    const auto   duration = static_cast<float>(frames * kSecondsPerFrame);
-    const double bitRate  = static_cast<double>(m_fileSize) * 8.0 / static_cast<double>(duration);
-    SetMeasures(frames, static_cast<double>(duration), bitRate);
+    const auto seconds  = static_cast<double>(*times.endTime - *times.startTime);
+    const auto frames   = static_cast<std::uint32_t>(seconds * kFramesPerSecond + times.picturesSinceGroup);
+    const auto duration = static_cast<float>(frames * kSecondsPerFrame);
+    SetMeasures({static_cast<double>(frames), kKivOrigin_Estimated},
+                {static_cast<double>(duration), kKivOrigin_Timestamps});
     return 1;
 }

@@ -47,12 +47,43 @@ Kiv_MEDIA_FORMAT_TYPE CMObjBaseParser::QuickCheck(CKivBitStream* s) {
 Kiv_MEDIA_FORMAT_TYPE CMObjBaseParser::ParseFile(CKivBitStream* s) {
     if (s == nullptr) return kKivFmt_Unknown;
     m_fileSize = s->GetFileSize();
-    SetMeasures(0, 0, 0);
+    ClearMeasures();
     return ParseBitStream(s, 0);
 }
 
-void CMObjBaseParser::SetMeasures(double frames, double seconds, double bitsPerSecond) {
-    m_frames   = Whole(frames);
-    m_duration = static_cast<float>(seconds);
-    m_bitRate  = Whole(bitsPerSecond);
+KivMeasureOrigin CMObjBaseParser::GetBitRateOrigin() const { return m_bitRateOrigin; }
+
+KivMeasureOrigin CMObjBaseParser::GetDurationOrigin() const { return m_durationOrigin; }
+
+KivMeasureOrigin CMObjBaseParser::GetFramesOrigin() const { return m_framesOrigin; }
+
+bool CMObjBaseParser::IsTruncated() const { return m_truncated; }
+
+void CMObjBaseParser::SetMeasures(Measure frames, Measure seconds, Measure bitsPerSecond) {
+    m_frames         = Whole(frames.value);
+    m_duration       = static_cast<float>(seconds.value);
+    m_bitRate        = Whole(bitsPerSecond.value);
+    m_framesOrigin   = m_frames != 0 ? frames.origin : kKivOrigin_None;
+    m_durationOrigin = m_duration > 0 ? seconds.origin : kKivOrigin_None;
+    m_bitRateOrigin  = m_bitRate != 0 ? bitsPerSecond.origin : kKivOrigin_None;
+}
+
+void CMObjBaseParser::SetMeasures(Measure frames, Measure seconds) {
+    const double bits = static_cast<double>(m_fileSize) * 8;
+    SetMeasures(frames, seconds, {seconds.value > 0 ? bits / seconds.value : 0, seconds.origin});
+}
+
+void CMObjBaseParser::ClearMeasures() {
+    SetMeasures({}, {}, {});
+    m_truncated = false;
+}
+
+const char* KivMeasureOriginName(KivMeasureOrigin origin) {
+    switch (origin) {
+    case kKivOrigin_Declared: return "declared";
+    case kKivOrigin_Timestamps: return "timestamps";
+    case kKivOrigin_Counted: return "counted";
+    case kKivOrigin_Estimated: return "estimated";
+    default: return "none";
+    }
 }

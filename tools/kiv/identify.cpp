@@ -24,7 +24,8 @@ using namespace tool;
 constexpr unsigned kMostThreads = 256;
 
 constexpr char kFooter[] =
-    R"(The table has a line for each file. With --json each file is one object on a line of its own:
+    R"(The table has a line for each file; a figure behind ~ is an estimate, and a + behind the bytes marks
+a file that ends before what it tells of itself does. With --json each file is one object on a line of its own:
   path          the name as UTF-8; with path_bytes, in hexadecimal, where the name is no UTF-8
   size          bytes
   recognised    whether the format is known
@@ -32,6 +33,9 @@ constexpr char kFooter[] =
   bit_rate      bits per second       } 0 when the file does not tell,
   duration      seconds               } left out with --quick
   frames        number of frames      }
+  origin        how each of the three was had: declared by the file's headers, from its timestamps, counted,
+                estimated by a rule, or none
+  truncated     whether the file ends before what it tells of itself does
 or path and error, for a file that cannot be read.
 
 Exit status: 0 all files were recognised, 1 some were not, 2 some could not be read.
@@ -78,10 +82,14 @@ private:
             return;
         }
         if (parser->GetFileSize() == 0) identity.problem = "vanished before it was read";
-        identity.format   = parser->GetMediaType();
-        identity.bitRate  = parser->GetBitRate();
-        identity.duration = parser->GetDuration();
-        identity.frames   = parser->GetFrames();
+        identity.format         = parser->GetMediaType();
+        identity.bitRate        = parser->GetBitRate();
+        identity.duration       = parser->GetDuration();
+        identity.frames         = parser->GetFrames();
+        identity.bitRateOrigin  = parser->GetBitRateOrigin();
+        identity.durationOrigin = parser->GetDurationOrigin();
+        identity.framesOrigin   = parser->GetFramesOrigin();
+        identity.truncated      = parser->IsTruncated();
     }
 };
 
@@ -101,9 +109,13 @@ std::string AsJson(const std::filesystem::path& path, const Identity& identity, 
     object["description"]  = FormatName(identity.format);
     object["media_type"]   = GuidText(Kiv_FormatTypeToMediaType(identity.format));
     if (measured) {
-        object["bit_rate"] = identity.bitRate;
-        object["duration"] = RoundedToMilliseconds(identity.duration);
-        object["frames"]   = identity.frames;
+        object["bit_rate"]  = identity.bitRate;
+        object["duration"]  = RoundedToMilliseconds(identity.duration);
+        object["frames"]    = identity.frames;
+        object["origin"]    = {{"bit_rate", KivMeasureOriginName(identity.bitRateOrigin)},
+                               {"duration", KivMeasureOriginName(identity.durationOrigin)},
+                               {"frames", KivMeasureOriginName(identity.framesOrigin)}};
+        object["truncated"] = identity.truncated;
     }
     return JsonLine(object);
 }

@@ -29,6 +29,11 @@ std::string Right(const std::string& text, int columns) {
     return "  " + std::string(static_cast<std::size_t>(std::max(columns - Columns(text), 0)), ' ') + text;
 }
 
+// An estimate is told from what is known.
+std::string Marked(const std::string& text, KivMeasureOrigin origin) {
+    return origin == kKivOrigin_Estimated ? "~" + text : text;
+}
+
 std::string Measure(unsigned long value) { return value != 0 ? std::to_string(value) : "-"; }
 
 std::string KilobitsText(unsigned long bitsPerSecond) {
@@ -77,11 +82,12 @@ std::string IdentifyTable::Heading() const {
 }
 
 std::string IdentifyTable::Row(const std::filesystem::path& path, const Identity& identity) const {
-    const std::string inWords = FormatName(identity.format);
-    std::string       facts =
-        Facts(FormatText(identity), m_named ? &inWords : nullptr, std::to_string(identity.bytes));
-    const std::string measures =
-        Measures(KilobitsText(identity.bitRate), DurationText(identity.duration), Measure(identity.frames));
+    const std::string inWords  = FormatName(identity.format);
+    const std::string size     = std::to_string(identity.bytes) + (identity.truncated ? "+" : "");
+    std::string       facts    = Facts(FormatText(identity), m_named ? &inWords : nullptr, size);
+    const std::string measures = Measures(Marked(KilobitsText(identity.bitRate), identity.bitRateOrigin),
+                                          Marked(DurationText(identity.duration), identity.durationOrigin),
+                                          Marked(Measure(identity.frames), identity.framesOrigin));
     // where there is no room for the formats in words, the one that matters takes the measures' place
     if (m_measured)
         facts += m_named || identity.Recognised() ? measures : "  " + Left(inWords, Columns(measures) - 2);

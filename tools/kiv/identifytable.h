@@ -12,11 +12,15 @@ namespace tool {
 
 struct Identity {
     std::string           problem; // why nothing could be found out; empty when it could
-    std::uint64_t         bytes    = 0;
-    Kiv_MEDIA_FORMAT_TYPE format   = kKivFmt_Unknown;
-    unsigned long         bitRate  = 0; // bits per second; this and the next two are 0 when not known
-    double                duration = 0; // seconds
-    unsigned long         frames   = 0;
+    std::uint64_t         bytes          = 0;
+    Kiv_MEDIA_FORMAT_TYPE format         = kKivFmt_Unknown;
+    unsigned long         bitRate        = 0; // bits per second; this and the next two are 0 when not known
+    double                duration       = 0; // seconds
+    unsigned long         frames         = 0;
+    KivMeasureOrigin      bitRateOrigin  = kKivOrigin_None;
+    KivMeasureOrigin      durationOrigin = kKivOrigin_None;
+    KivMeasureOrigin      framesOrigin   = kKivOrigin_None;
+    bool                  truncated      = false;
 
     bool Recognised() const { return format != kKivFmt_Unknown; }
 };
