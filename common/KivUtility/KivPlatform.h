@@ -19,9 +19,13 @@
 #include <cstdint>
 #include <cstring>
 #include <memory>
+#include <pthread.h>
 
 // An object of the kernel; null is none.
 using HANDLE = void*;
+
+// A cheap lock, recursive for the thread that is in it.
+using CRITICAL_SECTION = pthread_mutex_t;
 
 // An open registry key, or one of the roots below. The roots are never closed.
 using HKEY = struct KivRegistryKey*;

@@ -42,6 +42,9 @@
 // Events: the poster that carries a server's reports to its console.
 #include "KivSvrPostMsg.h"
 
+// Threads: what they take, and what they wait for.
+#include "KivSynchronizeUtil.h"
+
 // Host configuration: the registry, and paths.
 #include "KivPathParser.h"
 #include "KivRegistryMgr.h"
