@@ -12,6 +12,8 @@
 
 #include <atomic>
 #include <cstdint>
+#include <mutex>
+#include <vector>
 
 // What a ScopeLock holds. Destroyed through its own type, never through this one.
 class KIV_API Lock {
@@ -141,6 +143,72 @@ private:
     HANDLE       m_wake;        // semaphore
     std::atomic<bool> m_broadcasting = false; // also read and cleared without the guard
     HANDLE            m_allAwake;             // auto-reset event
+};
+
+// How many entries a control variable holds without complaint.
+inline constexpr int ControlVariable_MAX_THREADS = 4096;
+
+// A lock that any number of threads hold shared, or one thread alone, and that knows who they are: whoever
+// holds it may take it again. One who asks to have it alone keeps out everybody who comes after him, while he
+// waits for the others to leave.
+//
+// Each Lock that was granted makes an entry, and so does a refused promotion; each Unlock takes one away.
+// Entries beyond ControlVariable_MAX_THREADS are made too, and each is reported.
+class KIV_API ControlVariable : public Mutex {
+public:
+    // Throws std::bad_alloc.
+    ControlVariable();
+    ~ControlVariable();
+
+    // Takes the lock, alone when `exclusive` is other than 0, and waits for it as long as it takes. Returns 1
+    // when the caller has it.
+    //
+    // A thread that holds it gets it at once. Who has it shared and now wants it alone beside others is
+    // refused: that is reported, with 0 as the result and with an entry all the same, for which he calls
+    // Unlock too. A sole holder gets it, but others may still join him as sharers: it stays shared.
+    //
+    // Returns 0 without an entry when the wait failed, which is reported, or without memory.
+    int Lock(int exclusive);
+
+    // Takes away the caller's oldest entry, or another thread's last one where he has none, kept: holders
+    // count on their number to come down. `exclusive` is what was given to Lock; only the Unlock that empties
+    // the room with it ends the time alone, so who took the lock in both ways gives back the exclusive one
+    // last.
+    void Unlock(int exclusive);
+
+    // How many entries there are, and 1 where somebody has the lock alone or waits to.
+    void GetStatus(int& count, int& exclusive);
+
+private:
+    bool Add(std::uint32_t threadId);
+    int  LockAgain(std::unique_lock<Mutex>& held, std::uint32_t threadId, int exclusive);
+    int  LockAlone(std::unique_lock<Mutex>& held, std::uint32_t threadId);
+    int  LockShared(std::unique_lock<Mutex>& held, std::uint32_t threadId);
+    bool WaitForRoomEmpty(std::unique_lock<Mutex>& held);
+    void UpdateRoomEmpty();
+
+    // All under the lock of the base.
+    std::int32_t               m_count     = 0;
+    std::int32_t               m_exclusive = 0;
+    HANDLE                     m_roomEmpty;      // manual-reset event
+    std::vector<std::uint32_t> m_threadIds;      // the first m_count are in use, the oldest entry in front
+    std::int32_t               m_waiting = 0;    // who look at the event
+    bool m_roomEmptySignalled            = true; // the event's state, up to date while somebody looks
+};
+
+// Holds a control variable from here to the end of the block, whether Lock gave it or not. Null is reported,
+// and nothing is held. The control variable lives longer.
+class KIV_API CtrlVarScopeLock {
+public:
+    CtrlVarScopeLock(ControlVariable* cv, int exclusive);
+    ~CtrlVarScopeLock();
+
+    CtrlVarScopeLock(const CtrlVarScopeLock&)            = delete;
+    CtrlVarScopeLock& operator=(const CtrlVarScopeLock&) = delete;
+
+private:
+    ControlVariable* m_cv;
+    int              m_exclusive;
 };
 
 #endif
