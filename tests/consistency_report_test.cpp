@@ -17,7 +17,7 @@ TEST(ConsistencyReport, PopsUpAndGoesOnWhateverTheHandlerDoes) {
     const auto console = test::OpenConsoleWindow();
     g_theSvrPostMsg.Register(console->Handle(), 0x8001);
     KivSetPopUpHandler([](const char*, const char* text) { throw g_shown = text; });
-    kiv::ReportFailedCheck("common/KivUtility/MpgConcat", 516, "bytesWants>=0 Failed");
+    kiv::ReportFailedCheck("common/KivUtility/MpgConcat", 516, "bytesWants>=0 Failed", 873);
     KivSetPopUpHandler(nullptr);
     EXPECT_EQ(g_shown, "MpgConcat(516) : bytesWants>=0 Failed");
 
@@ -26,7 +26,7 @@ TEST(ConsistencyReport, PopsUpAndGoesOnWhateverTheHandlerDoes) {
     ASSERT_TRUE(console->Next(id, wParam, 0));
     const auto& envelope = *reinterpret_cast<const Kiv_SPMSG_ENVELOPE*>(wParam);
     const auto& event    = *reinterpret_cast<const Kiv_EVENTLOG_INFO*>(envelope.payload);
-    EXPECT_TRUE(event.eventType == kKivEvent_Error && event.eventId == 2) << event.text;
+    EXPECT_TRUE(event.eventType == kKivEvent_Error && event.eventId == 873) << event.text;
     EXPECT_STREQ(event.text, (" " + g_shown).c_str());
     CSvrPostMsg::DisposeMsg(wParam);
     g_theSvrPostMsg.Register(nullptr, 0);
