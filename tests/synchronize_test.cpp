@@ -136,25 +136,26 @@ TEST(ConditionMutex, LosesNothingBetweenProducersAndConsumers) {
 
 TEST(ConditionMutex, WakesAllByABroadcast) {
     ConditionMutex    condition;
-    std::atomic<int>  waiting  = 0;
+    std::atomic<int>  waiting = 0, awake = 0;
     std::atomic<bool> returned = false;
     const auto        wait     = [&](int) {
         const ScopeLock held(condition);
         ++waiting;
         condition.wait();
+        ++awake;
     };
-    auto waiters = test::Start(5, wait);
+    const auto waiters = test::Start(5, wait);
     test::Until([&] { return waiting == 5; });
     const auto caller = test::Start(1, [&](int) {
         { const ScopeLock allWait(condition); }
         condition.broadcast();
         returned = true;
     });
-    waiters.clear();    // all come back
+    test::Until([&] { return awake == 5; });
     while (!returned) { // the last was faster: any wait that a signal ends tells the caller once more
-        const auto late = test::Start(1, wait);
-        test::Pause();
-        condition.signal();
+        const auto late  = test::Start(1, wait);
+        const int  after = awake + 1;
+        test::Until([&] { return condition.signal(), awake == after; });
     }
 }
 
