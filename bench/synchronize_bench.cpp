@@ -3,6 +3,7 @@
 
 #include <benchmark/benchmark.h>
 
+#include <atomic>
 #include <condition_variable>
 #include <mutex>
 #include <shared_mutex>
@@ -57,9 +58,9 @@ private:
 };
 
 template <class AutoEvent> void PingPong(benchmark::State& state) {
-    AutoEvent   ping(false, false), pong(false, false);
-    bool        goOn = true;
-    std::thread partner([&] {
+    AutoEvent         ping(false, false), pong(false, false);
+    std::atomic<bool> goOn = true;
+    std::thread       partner([&] {
         for (ping.wait(); goOn; ping.wait()) pong.signal();
     });
     for (auto _ : state) {

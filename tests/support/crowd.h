@@ -11,6 +11,7 @@ namespace test {
 // Starts `count` threads, each with its number from 0 up; destroying them waits for their end.
 template <class Work> std::vector<std::jthread> Start(int count, Work work) {
     std::vector<std::jthread> threads;
+    threads.reserve(static_cast<std::size_t>(count));
     for (int n = 0; n < count; ++n) threads.emplace_back(work, n);
     return threads;
 }
