@@ -1,4 +1,5 @@
-// Picture size, frame rate, kind and rate of the sound, as the start of a file tells them.
+// Picture size, frame rate, kind and rate of the sound, size of the packets, as the start of a file tells
+// them.
 #include "KivStreamFacts.h"
 
 #include "ByteFields.h"
@@ -22,7 +23,8 @@ using kiv::Part;
 
 namespace {
 
-constexpr std::size_t kMostLooked = 1 << 18; // bytes of the file
+// Bytes of the file. Sound may come a second behind the picture, which is as much as a megabyte on a DVD.
+constexpr std::size_t kMostLooked = 1 << 21;
 
 // The first `most` bytes from `from` on, or as many as there are.
 std::vector<std::uint8_t> FirstBytes(kiv::StreamReader& reader, std::uint64_t from) {
@@ -124,6 +126,7 @@ std::optional<AudioFrame> FindFrame(ByteSpan bytes, unsigned least) {
 
 bool TakeAudio(const std::optional<AudioFrame>& frame, KivStreamFacts& facts) {
     if (!frame) return false;
+    facts.sound         = kKivSound_Mpeg;
     facts.audioLayer    = frame->layer;
     facts.samplesSecond = frame->sampleRate;
     return true;
@@ -146,20 +149,128 @@ bool IsTransport(ByteSpan bytes) {
     return true;
 }
 
+// What an elementary stream of a transport stream holds, by its stream_type: ISO/IEC 13818-1, table 2-34, and
+// what ATSC and Blu-ray added to it. One of neither picture nor sound may be either.
+struct StreamType {
+    std::uint8_t  type;
+    KivSound      sound;
+    unsigned long codec = 0; // of the picture
+};
+
+// The characters of a code, the first one in the lowest byte.
+constexpr unsigned long Codec(const char (&text)[5]) {
+    unsigned long code = 0;
+    for (int i = 4; i-- > 0;) code = code << 8 | static_cast<unsigned char>(text[i]);
+    return code;
+}
+
+constexpr StreamType kStreamTypes[] = {
+    {0x01, kKivSound_None, Codec("MPG1")},
+    {0x02, kKivSound_None, Codec("MPG2")},
+    {0x03, kKivSound_Mpeg},
+    {0x04, kKivSound_Mpeg},
+    {0x0F, kKivSound_Aac},
+    {0x10, kKivSound_None, Codec("MPG4")},
+    {0x11, kKivSound_Aac},
+    {0x1B, kKivSound_None, Codec("H264")},
+    {0x24, kKivSound_None, Codec("HEVC")},
+    {0x81, kKivSound_Ac3},
+    {0x82, kKivSound_Dts},
+    {0x87, kKivSound_EAc3},
+};
+
+// Which sound a private stream of a transport stream holds, by the tag of a descriptor: ETSI EN 300 468, 6.1.
+KivSound SoundOfDescriptors(ByteSpan descriptors) {
+    for (std::size_t at = 0; at + 2 <= descriptors.size(); at += 2U + descriptors[at + 1]) {
+        switch (descriptors[at]) {
+        case 0x6A: return kKivSound_Ac3;
+        case 0x7A: return kKivSound_EAc3;
+        case 0x7B: return kKivSound_Dts;
+        default: break;
+        }
+    }
+    return kKivSound_Unknown;
+}
+
+// The bytes of a section behind its section_length, without its CRC, of the first packet of `pid` in which
+// one with that table_id begins: ISO/IEC 13818-1, 2.4.4. As much of it as that packet holds.
+ByteSpan FindSection(ByteSpan bytes, unsigned pid, unsigned tableId) {
+    constexpr std::size_t kHeaderBytes = 4, kCrcBytes = 4;
+    for (std::size_t at = 0; at < bytes.size(); at += kTransportPacket) {
+        const ByteSpan packet = Part(bytes, at, kTransportPacket);
+        const auto     header = BigEndian<std::uint32_t>(packet, 0);
+        const bool     begins = (header >> 22 & 1) != 0, isPadded = (header >> 5 & 1) != 0;
+        if (!begins || (header >> 8 & 0x1FFF) != pid) continue;
+        std::size_t from = kHeaderBytes;
+        if (isPadded) from += 1U + BigEndian<std::uint8_t>(packet, from);
+        from += 1U + BigEndian<std::uint8_t>(packet, from); // pointer_field
+        const std::size_t length = BigEndian<std::uint16_t>(packet, from + 1) & 0xFFF;
+        if (BigEndian<std::uint8_t>(packet, from) != tableId || length < kCrcBytes) continue;
+        return Part(packet, from + 3, length - kCrcBytes);
+    }
+    return {};
+}
+
+// What the map of the first program lists: ISO/IEC 13818-1, 2.4.4.3 and 2.4.4.8.
+void ReadProgramMap(ByteSpan bytes, KivStreamFacts& facts) {
+    constexpr std::size_t kFirstProgram = 5, kProgramBytes = 4, kInfoLengthAt = 7, kStreamBytes = 5;
+    const ByteSpan        programs = FindSection(bytes, 0, 0);
+    std::size_t           program  = kFirstProgram;
+    while (program + kProgramBytes <= programs.size() && BigEndian<std::uint16_t>(programs, program) == 0)
+        program += kProgramBytes; // the network's tables
+    const unsigned mapPid  = BigEndian<std::uint16_t>(programs, program + 2) & 0x1FFFU;
+    const ByteSpan streams = mapPid == 0 ? ByteSpan() : FindSection(bytes, mapPid, 2);
+    KivSound       sound   = kKivSound_None;
+    std::size_t    at      = kInfoLengthAt + 2 + (BigEndian<std::uint16_t>(streams, kInfoLengthAt) & 0xFFFU),
+                next       = 0;
+    for (; at + kStreamBytes <= streams.size(); at = next) {
+        next               = at + kStreamBytes + (BigEndian<std::uint16_t>(streams, at + 3) & 0xFFFU);
+        const auto type    = std::ranges::find(kStreamTypes, streams[at], &StreamType::type);
+        const bool isKnown = type != std::end(kStreamTypes);
+        if (isKnown && facts.videoCodec == 0) facts.videoCodec = type->codec;
+        const KivSound found =
+            isKnown ? type->sound
+                    : SoundOfDescriptors(Part(streams, at + kStreamBytes, next - at - kStreamBytes));
+        if (sound == kKivSound_None || (sound == kKivSound_Unknown && found > kKivSound_None)) sound = found;
+    }
+    if (at == streams.size() && !streams.empty()) facts.sound = sound;
+}
+
+// Of the packet of private_stream_1 at the bytes' start, by the number of its sub-stream, as DVDs have them.
+KivSound SoundOfSubStream(ByteSpan bytes) {
+    const auto header = PacketHeaderLength(bytes);
+    if (!header) return kKivSound_Unknown;
+    switch (BigEndian<std::uint8_t>(bytes, *header) >> 3) {
+    case 0x80 >> 3: return kKivSound_Ac3;
+    case 0x88 >> 3: return kKivSound_Dts;
+    case 0xA0 >> 3: return kKivSound_Lpcm;
+    default: return kKivSound_Unknown; // subtitles among others
+    }
+}
+
 // Video and audio wherever their codes stand: those of video cannot occur in its data, and what is no frame
 // of audio is not taken for one.
 void ReadMpeg(ByteSpan bytes, KivStreamFacts& facts) {
     const bool isTransport = IsTransport(bytes);
-    bool       hasVideo = false, hasAudio = false;
+    bool       hasVideo = false, hasAudio = false, hasPacks = false, mayHaveAudio = false;
+    if (isTransport) ReadProgramMap(bytes, facts);
     EachStartCode(bytes, [&](std::size_t at, std::uint32_t code) {
         const bool isAudio = (code & 0xE0) == 0xC0;
         if (!hasVideo && code == kSequenceCode) hasVideo = TakeSequenceHeader(Part(bytes, at), facts);
         if (!hasAudio && isAudio) hasAudio = TakeAudioPacket(Part(bytes, at), isTransport, facts);
+        if (!isTransport) {
+            hasPacks     = hasPacks || code == kPackCode;
+            mayHaveAudio = mayHaveAudio || isAudio;
+            if (code == kPrivateStream1Code && facts.sound == kKivSound_Unknown)
+                facts.sound = SoundOfSubStream(Part(bytes, at));
+        }
         return !hasVideo || !hasAudio;
     });
+    if (hasPacks && !mayHaveAudio && facts.sound == kKivSound_Unknown) facts.sound = kKivSound_None;
 }
 
 constexpr std::string_view kAsfHeader("\x30\x26\xB2\x75\x8E\x66\xCF\x11\xA6\xD9\x00\xAA\x00\x62\xCE\x6C", 16);
+constexpr std::string_view kAsfFile("\xA1\xDC\xAB\x8C\x47\xA9\xCF\x11\x8E\xE4\x00\xC0\x0C\x20\x53\x65", 16);
 constexpr std::string_view kAsfStream("\x91\x07\xDC\xB7\xB7\xA9\xCF\x11\x8E\xE6\x00\xC0\x0C\x20\x53\x65", 16);
 constexpr std::string_view kAsfVideo("\xC0\xEF\x19\xBC\x4D\x5B\xCF\x11\xA8\xFD\x00\x80\x5F\x5C\x44\x2B", 16);
 constexpr std::string_view kAsfAudio("\x40\x9E\x69\xF8\x4D\x5B\xCF\x11\xA8\xFD\x00\x80\x5F\x5C\x44\x2B", 16);
@@ -173,9 +284,17 @@ void TakeAsfStream(ByteSpan object, KivStreamFacts& facts) {
         facts.height     = LittleEndian<std::uint32_t>(type, 4);
         facts.videoCodec = LittleEndian<std::uint32_t>(type, 27);
     } else if (kiv::IsTextAt(object, kKindAt, kAsfAudio)) {
+        facts.sound         = kKivSound_Wave;
         facts.audioFormat   = LittleEndian<std::uint16_t>(type, 0);
         facts.samplesSecond = LittleEndian<std::uint32_t>(type, 4);
     }
+}
+
+// A file properties object.
+void TakeAsfFile(ByteSpan object, KivStreamFacts& facts) {
+    constexpr std::size_t kLeastPacketAt = 92, kMostPacketAt = 96;
+    facts.leastPacket = LittleEndian<std::uint32_t>(object, kLeastPacketAt);
+    facts.mostPacket  = LittleEndian<std::uint32_t>(object, kMostPacketAt);
 }
 
 // Walks through the objects of the header. A size that does not lead on ends it.
@@ -189,9 +308,11 @@ void ReadAsf(ByteSpan bytes, KivStreamFacts& facts) {
         const ByteSpan object =
             Part(header, at, static_cast<std::size_t>(std::min<std::uint64_t>(length, kMostLooked)));
         if (length < kObjectBytes || length > header.size() - at) return;
+        if (kiv::IsTextAt(object, 0, kAsfFile)) TakeAsfFile(object, facts);
         if (kiv::IsTextAt(object, 0, kAsfStream)) TakeAsfStream(object, facts);
         at += object.size();
     }
+    if (header.size() == size && facts.sound == kKivSound_Unknown) facts.sound = kKivSound_None;
 }
 
 } // namespace

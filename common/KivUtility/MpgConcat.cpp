@@ -28,6 +28,7 @@ struct ClockPosition {
 
 constexpr ClockPosition kMpeg2Clock = {34, 38, 54}; // ISO/IEC 13818-1, 2.5.3.3
 constexpr ClockPosition kMpeg1Clock = {36, 40, 56}; // ISO/IEC 11172-1, 2.4.3.2
+constexpr unsigned      kClockBytes = 5;            // that it is spread over
 
 // bit 32 is lost, kept: servers compute the clock in 32 bits
 std::uint32_t ReadClock(const CKivDynaBuffer& pack, const ClockPosition& at) {
@@ -72,9 +73,10 @@ struct Refused {
     }
 };
 
-// Takes the audio packet at `at` over into `audio`, without what precedes its first frame. False when it is
-// not wholly in `in`.
-bool TakeAudioPacket(CKivDynaBuffer& in, Index at, CKivDynaBuffer& audio, Refused& refused) {
+// Takes the audio packet at `at` over into `audio`, without what precedes its first frame, and counts what
+// is written over of it. False when it is not wholly in `in`.
+bool TakeAudioPacket(CKivDynaBuffer& in, Index at, CKivDynaBuffer& audio, Refused& refused,
+                     unsigned& written) {
     const ByteSpan bytes = Bytes(in);
     const Index    size  = in.GetSize();
     if (at + 9 > size) return false;
@@ -86,7 +88,7 @@ bool TakeAudioPacket(CKivDynaBuffer& in, Index at, CKivDynaBuffer& audio, Refuse
         const Index dataLength = at + packetLength - frame;
         Check(dataLength != 0, 347, "audioDataLen Failed");
         // six more than ISO/IEC 13818-1 says, kept: receivers in the field expect the packet's whole length
-        Write16(in, at + 4, static_cast<unsigned>(dataLength + payloadOffset));
+        written += Write16(in, at + 4, static_cast<unsigned>(dataLength + payloadOffset));
         Empty(audio);
         Append(audio, Part(bytes, at, static_cast<std::size_t>(payloadOffset)));
         Append(audio, Part(bytes, frame, static_cast<std::size_t>(dataLength)));
@@ -254,7 +256,9 @@ long CMpegStreamConcatenator::OutputData(CKivDynaBuffer& data, long bytesWants) 
     return PipeData(data, bytesWants);
 }
 
-void CMpegStreamConcatenator::EndOfStream() { AppendPending(kStreamEnd); }
+void CMpegStreamConcatenator::EndOfStream() {
+    if (AppendPending(kStreamEnd)) m_counts.endBytes += sizeof kStreamEnd;
+}
 
 void CMpegStreamConcatenator::ReportStatus(CKivString& out) {
     static constexpr const char* kStates[] = {"UNKNOWN;", "COLLECTING_DATA;", "CONCATENATING_DATA;",
@@ -310,15 +314,20 @@ CONCAT_STATUS CMpegStreamConcatenator::CollectProgramStream(CKivDynaBuffer& in, 
     Check(m_header.GetSize() != 0, 303, "m_header.GetSize() Failed");
     const Index size         = in.GetSize();
     Index       partialAudio = kNone, save = kNone, lastPack = kNone;
+    unsigned    written = 0; // behind the last pack's start, which is where the file begins to go out
     Refused     refused;
     for (StartCode code; (code = FindCode(Bytes(in), code.at + 1, {kPack, kGroup, kFirstAudio}));) {
         if (kPack.Has(code.id)) {
             m_dataPackFound = true;
             save = lastPack = code.at;
+            written         = 0;
         } else if (kGroup.Has(code.id)) {
             m_seqHeadFound = true;
             if ((!m_ignoreAudioHeader && audio.GetSize() == 0) || lastPack == kNone) continue;
-            if (code.at + kPackHeaderBytes <= size) return Splice(in, out, audio, lastPack);
+            if (code.at + kPackHeaderBytes <= size) {
+                m_counts.rewritten += written;
+                return Splice(in, out, audio, lastPack);
+            }
             save = code.at;
         } else {
             m_audioPackFound       = true;
@@ -326,7 +335,7 @@ CONCAT_STATUS CMpegStreamConcatenator::CollectProgramStream(CKivDynaBuffer& in, 
             if (headerThere) m_ignoreAudioHeader = !IsMpeg2Packet(Bytes(in), code.at);
             if (headerThere && m_ignoreAudioHeader)
                 Empty(audio);
-            else if (!headerThere || !TakeAudioPacket(in, code.at, audio, refused))
+            else if (!headerThere || !TakeAudioPacket(in, code.at, audio, refused, written))
                 partialAudio = code.at;
         }
     }
@@ -348,9 +357,10 @@ CONCAT_STATUS CMpegStreamConcatenator::Splice(CKivDynaBuffer& in, CKivDynaBuffer
     DropEarly(in, packAt);
     RemoveHead(in, kPackHeaderBytes);
     Append(out, Bytes(pack));
-    m_counts.headerBytes  = static_cast<unsigned long long>(m_header.GetSize());
-    m_counts.audioBytes   = static_cast<unsigned long long>(audio.GetSize());
-    m_counts.clock        = AdjustClock(out, pack);
+    m_counts.headerBytes = static_cast<unsigned long long>(m_header.GetSize());
+    m_counts.audioBytes  = static_cast<unsigned long long>(audio.GetSize());
+    m_counts.clock       = AdjustClock(out, pack);
+    m_counts.headerRewritten += kClockBytes;
     m_counts.clockWritten = true;
     return CONCATENATING_DATA;
 }

@@ -22,15 +22,24 @@ enum CONCAT_STATUS : int {
 // What became of the bytes of the file under way, since the last SetHeader() or Rewinded(): for reports. A
 // byte of a file that is in none of the dropped ones went out, is pending, or waits for bytes behind it.
 struct KivSpliceCounts {
-    unsigned long long headerBytes = 0; // stream header sent in front of the file
-    unsigned long long audioBytes =
-        0; // rebuilt audio packet sent in front of it, from what was dropped as too early
+    // Sent besides the file's own bytes.
+    unsigned long long headerBytes = 0; // stream header, in front of the file
+    unsigned long long audioBytes  = 0; // rebuilt audio packet behind it, from what was dropped as too early
+    unsigned long long filledBytes = 0; // the rest of a video packet's header that the file cuts
+    unsigned long long endBytes    = 0; // end of the stream
+
+    // Written over, whether or not their values changed.
+    unsigned long long rewritten       = 0; // of the file's bytes behind the splice point: packet lengths
+    unsigned long long headerRewritten = 0; // of the stream header: clock, time stamps, ASF flags
+
     unsigned long long droppedEarly = 0; // before the splice point
     unsigned long long droppedAudio = 0; // behind it: audio earlier than the first video
-    unsigned long long droppedVideo =
-        0; // behind it: pictures that refer to the file before, and their packets
-    bool          clockWritten = false;
-    unsigned long clock        = 0; // written into the header's pack, 32 bits of 90 kHz
+    unsigned long long droppedVideo = 0; // behind it: pictures that refer to the file before, their packets
+
+    bool               clockWritten = false;
+    unsigned long      clock        = 0; // of the header's pack, 32 bits of 90 kHz
+    bool               stampWritten = false;
+    unsigned long long stamp        = 0; // of the header's video packet as players read it, 33 bits of 90 kHz
 };
 
 // Turns files of one format into one stream, as a server sends it: SetHeader() with the first file's stream

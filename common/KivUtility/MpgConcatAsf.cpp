@@ -52,7 +52,8 @@ int CMpegStreamConcatenator::AsfHeadAnalyse(CKivDynaBuffer& header) {
     if (header.GetSize() < kLeastHeader || !(GetAsfGuid(bytes.data()) == kHeaderObject)) return 0;
     const Index properties = find(kFirstObject, kFilePropertiesObject);
     if (properties == kNone) return 0;
-    Write8(header, properties + kFlagsAt, (Read8(bytes, properties + kFlagsAt) | kBroadcast) & ~kSeekable);
+    m_counts.headerRewritten += Write8(header, properties + kFlagsAt,
+                                       (Read8(bytes, properties + kFlagsAt) | kBroadcast) & ~kSeekable);
     m_asfOffset =
         kiv::LittleEndian<std::uint32_t>(bytes, static_cast<std::size_t>(properties + kPacketSizeAt));
     if (find(properties + kFilePropertiesEnd, kErrorCorrectionObject) != kNone) m_asfFlag = 1;

@@ -55,15 +55,15 @@ inline void Remove(CKivDynaBuffer& buffer, Index from, Index to) {
 }
 
 // Writes a byte, or a number most significant byte first; what would lie behind the end is not written.
-inline void Write8(CKivDynaBuffer& buffer, Index at, unsigned value) {
-    if (at >= 0 && at < buffer.GetSize()) {
-        buffer.SetByte(static_cast<unsigned long>(at), static_cast<unsigned char>(value));
-    }
+// Returns how many bytes were.
+inline unsigned Write8(CKivDynaBuffer& buffer, Index at, unsigned value) {
+    if (at < 0 || at >= buffer.GetSize()) return 0;
+    buffer.SetByte(static_cast<unsigned long>(at), static_cast<unsigned char>(value));
+    return 1;
 }
 
-inline void Write16(CKivDynaBuffer& buffer, Index at, unsigned value) {
-    Write8(buffer, at, value >> 8);
-    Write8(buffer, at + 1, value);
+inline unsigned Write16(CKivDynaBuffer& buffer, Index at, unsigned value) {
+    return Write8(buffer, at, value >> 8) + Write8(buffer, at + 1, value);
 }
 
 // Bytes behind the end read as 0.

@@ -3,6 +3,8 @@
 
 #include "MpgConcatBytes.h"
 
+#include <cstdlib>
+
 using namespace kiv::concat;
 using kiv::ByteSpan;
 
@@ -26,16 +28,20 @@ bool HasTimeStamp(const CKivDynaBuffer& buffer, StartCode packet) {
     return packet && packet.at + kTimeStampAt + kTimeStampBytes <= buffer.GetSize() + 2;
 }
 
-// Writes the group's time stamp into the packet.
-void WriteTimeStamp(CKivDynaBuffer& header, StartCode packet, ByteSpan stamp) {
-    const Index at    = packet.at + kTimeStampAt;
-    const bool  first = Read8(Bytes(header), at) != 0 || Read8(stamp, 0) != 0;
-    Write8(header, at, first ? 1 : 0);
-    Write8(header, at + 1, Read8(stamp, 1));
-    Write8(header, at + 2, Read8(stamp, 2));
-    Write8(header, at + 3,
-           Read8(stamp, 3) >> 2); // two bits off, kept: players in the field align by the rest
-    Write8(header, at + 4, Read8(stamp, 4));
+// Writes the group's time stamp into the packet. Returns how many bytes there was room for.
+unsigned WriteTimeStamp(CKivDynaBuffer& header, StartCode packet, ByteSpan stamp) {
+    const Index    at    = packet.at + kTimeStampAt;
+    const bool     first = Read8(Bytes(header), at) != 0 || Read8(stamp, 0) != 0;
+    const unsigned off   = 2; // bits of the fourth byte, kept: players in the field align by the rest
+    return Write8(header, at, first ? 1 : 0) + Write16(header, at + 1, Read16(stamp, 1))
+           + Write8(header, at + 3, Read8(stamp, 3) >> off) + Write8(header, at + 4, Read8(stamp, 4));
+}
+
+// The time stamp in the packet, whatever its marker bits are: ISO/IEC 13818-1, 2.4.3.6.
+std::uint64_t ReadTimeStamp(ByteSpan header, StartCode packet) {
+    const Index at = packet.at + kTimeStampAt;
+    return std::uint64_t{Read8(header, at) >> 1 & 7} << 30 | Read16(header, at + 1) >> 1 << 15
+           | Read16(header, at + 3) >> 1;
 }
 
 // Whether the audio packet at `at` is to be heard with or after the group's video. Of the first bytes only
@@ -98,7 +104,7 @@ void CMpegStreamConcatenator::AdjustGopPack(CKivDynaBuffer& pack, int videoIdx, 
         const StartCode picture = FindCode(before, videoIdx + 1, {kPictureOrSlice});
         if (picture) {
             const Index length = static_cast<Index>(Read16(before, videoIdx + kLengthAt)) + picture.at - cut;
-            Write16(pack, videoIdx + kLengthAt, static_cast<unsigned>(length));
+            m_counts.rewritten += Write16(pack, videoIdx + kLengthAt, static_cast<unsigned>(length));
             Drop(pack, picture.at, cut, m_counts.droppedVideo);
         }
     }
@@ -112,7 +118,9 @@ void CMpegStreamConcatenator::AdjustHeader(CKivDynaBuffer& header, const CKivDyn
     for (const Ids& packets : {kVideo, kAudio}) {
         const StartCode packet = FindCode(Bytes(header), 0, {packets});
         if (!HasTimeStamp(header, packet)) return;
-        WriteTimeStamp(header, packet, Bytes(gop));
+        m_counts.headerRewritten += WriteTimeStamp(header, packet, Bytes(gop));
+        if (!m_counts.stampWritten) m_counts.stamp = ReadTimeStamp(Bytes(header), packet);
+        m_counts.stampWritten = true;
     }
 }
 
@@ -155,7 +163,7 @@ int CMpegStreamConcatenator::EjectBFramesInOutBuffer(CKivDynaBuffer& out) {
     // 6 where the packet's own header has 9 bytes, kept: receivers in the field expect this length
     const Index length =
         static_cast<Index>(Read16(Bytes(out), video + kLengthAt)) - sequence + headerLength + video + 6;
-    Write16(out, video + kLengthAt, static_cast<unsigned>(length));
+    m_counts.rewritten += Write16(out, video + kLengthAt, static_cast<unsigned>(length));
     const CKivDynaBuffer whole = out;
     out.ChopTail(static_cast<unsigned long>(video));
     const Index kept = headerLength + kTimeStampAt;
@@ -163,7 +171,8 @@ int CMpegStreamConcatenator::EjectBFramesInOutBuffer(CKivDynaBuffer& out) {
     if (out.GetSize() < video + kept)
         out.SetByte(static_cast<unsigned long>(video + kept - 1), 0); // and zeros
     Append(out, Part(Bytes(whole), sequence));
-    if (out.GetSize() < whole.GetSize())
-        m_counts.droppedVideo += static_cast<unsigned long long>(whole.GetSize() - out.GetSize());
+    const long shorter = whole.GetSize() - out.GetSize();
+    (shorter > 0 ? m_counts.droppedVideo : m_counts.filledBytes) +=
+        static_cast<unsigned long long>(std::abs(shorter));
     return 1;
 }

@@ -31,11 +31,16 @@ std::string TemporaryName() {
 // Room for the bytes of many small writes; for the process, as standard output is written until it ends.
 char g_room[1 << 16];
 
-// The file behind a symbolic link: it is replaced, and the link stays.
-fs::path BehindLinks(const fs::path& path) {
+// The file behind a symbolic link, there or not: it is made or replaced, and the link stays.
+fs::path BehindLinks(fs::path path) {
+    constexpr int   kMostLinks = 40; // as the system: where they lead in a circle the path stays a link
     std::error_code error;
-    const fs::path  target = fs::canonical(path, error);
-    return error ? path : target;
+    for (int links = 0; links < kMostLinks && fs::is_symlink(fs::symlink_status(path, error)); ++links) {
+        const fs::path target = fs::read_symlink(path, error);
+        if (error) break;
+        path.replace_filename(target); // an absolute one takes the whole path's place
+    }
+    return path;
 }
 
 } // namespace
@@ -43,8 +48,9 @@ fs::path BehindLinks(const fs::path& path) {
 bool IsStandardOutput(const std::string& name) { return name == "-"; }
 
 bool IsSameFile(const fs::path& input, const std::string& output) {
+    if (IsStandardOutput(output)) return platform::IsOpenOn(stdout, input);
     std::error_code notThere;
-    return !IsStandardOutput(output) && fs::equivalent(input, platform::FromNarrow(output), notThere);
+    return fs::equivalent(input, platform::FromNarrow(output), notThere);
 }
 
 void OutputFile::Close::operator()(std::FILE* file) const {
@@ -60,12 +66,14 @@ OutputFile::OutputFile(const std::string& name)
         GiveRoom();
         return;
     }
+    if (name.empty()) throw std::runtime_error("the output has no name");
     m_target = BehindLinks(platform::FromNarrow(name));
     std::error_code       error;
     const fs::file_status status = fs::status(m_target, error);
+    if (!fs::status_known(status)) Check(error);
     if (fs::is_directory(status)) Check(std::make_error_code(std::errc::is_a_directory));
     if (!fs::exists(status) || fs::is_regular_file(status))
-        CreateTemporary();
+        CreateTemporary(fs::exists(status));
     else
         OpenInPlace();
     GiveRoom();
@@ -79,12 +87,13 @@ OutputFile::~OutputFile() {
     platform::RemoveWhenInterrupted(nullptr);
 }
 
-void OutputFile::CreateTemporary() {
+// What replaces a file is private until it has that file's permissions.
+void OutputFile::CreateTemporary(bool isPrivate) {
     std::error_code error;
     do {
         fs::path path = m_target;
         path.replace_filename(TemporaryName());
-        m_file.reset(platform::CreateNew(path, error));
+        m_file.reset(platform::CreateNew(path, isPrivate, error));
         if (m_file) m_temporary = path;
     } while (error == std::errc::file_exists);
     Check(error);

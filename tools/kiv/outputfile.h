@@ -13,7 +13,7 @@ namespace tool {
 // Whether a command's output was named "-", which is standard output.
 bool IsStandardOutput(const std::string& name);
 
-// Whether a command's output of that name is the file that it reads.
+// Whether a command's output of that name, be it standard output, is the file that it reads.
 bool IsSameFile(const std::filesystem::path& input, const std::string& output);
 
 // Collects the bytes in a temporary file beside the file that is asked for, and gives it that file's name
@@ -52,7 +52,7 @@ private:
     std::unique_ptr<std::FILE, Close> m_file;
     std::uint64_t                     m_bytes = 0;
 
-    void CreateTemporary();
+    void CreateTemporary(bool isPrivate);
     void OpenInPlace();
     void GiveRoom();
     void Check(const std::error_code& error) const;

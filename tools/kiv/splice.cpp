@@ -12,6 +12,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
 #include <memory>
 #include <stdexcept>
 
@@ -21,15 +22,18 @@ using namespace tool;
 
 constexpr char kFooter[] =
     R"(Joins MPEG-1 system, MPEG-2 system, program and transport streams, Video CD, MPEG audio, and ASF. The files must
-be of one format; of one picture size, frame rate, kind of audio and sampling rate, unless --force is given.
-OUT is complete or not there at all: when something fails, what had the name before is as it was.
+be of one format and one ASF packet size; of one picture size, frame rate, kind of audio and sampling rate, unless
+--force is given. OUT is complete or not there at all: when something fails, what had the name before is as it was.
 
 With --report=json each file is one object on a line of its own: path, format, size, seam (where its part of OUT
-begins), header and rebuilt_audio (bytes sent ahead of it), taken, dropped_early, dropped_audio, dropped_video and
-withheld (together the size), clock (written into the header, or null), failed_checks.
+begins), header and rebuilt_audio (bytes sent ahead of it), header_rewritten (bytes of the header that were written
+over), taken, rewritten, dropped_early, dropped_audio, dropped_video and withheld (together the size), filled and end
+(bytes put in, and sent behind it), clock and time_stamp (written into the header, or null), failed_checks and
+first_failed_check (its text, or null).
 The report goes to standard output, or to standard error where OUT is standard output.
 
-Exit status: 0 the files were joined, 1 they were, but one holds what it should not, 2 they were not.
+Exit status: 0 the files were joined; 1 they were, but one holds what it should not, or the report could not be
+printed; 2 they were not.
 
 Examples:
   kiv splice -o evening.mpg part1.mpg part2.mpg part3.mpg
@@ -77,18 +81,12 @@ SpliceInput Look(const std::string& name, const std::string& output) {
 std::vector<SpliceInput> LookAtAll(const Options& options) {
     std::vector<SpliceInput> inputs;
     for (const std::string& name : options.inputs) inputs.push_back(Look(name, options.output));
-    const SpliceInput& first = inputs.front();
-    for (const SpliceInput& input : inputs) {
-        if (CanFollow(input.format, first.format)) continue;
-        Refuse(input.path, std::string("is ") + FormatName(input.format) + ", and " + Shown(first.path)
-                               + " is " + FormatName(first.format));
-    }
-    const std::string differences = options.force ? std::string() : DifferenceTable(inputs);
-    if (!differences.empty()) {
-        std::fputs(differences.c_str(), stderr);
-        throw std::runtime_error("the files differ; --force joins them all the same");
-    }
-    return inputs;
+    const std::string differences = DifferenceTable(inputs, Differences::kAll);
+    const bool        forbidden   = !DifferenceTable(inputs, Differences::kThatForbidJoining).empty();
+    if (!forbidden && (options.force || differences.empty())) return inputs;
+    std::fputs(differences.c_str(), stderr);
+    throw std::runtime_error(forbidden ? "the files differ too much, even for --force"
+                                       : "the files differ; --force joins them all the same");
 }
 
 std::string Summary(const Options& options, const std::vector<SpliceInput>& inputs,
@@ -104,6 +102,21 @@ std::string Summary(const Options& options, const std::vector<SpliceInput>& inpu
            + std::to_string(output.Size()) + " bytes\n";
 }
 
+// Tells of what was made. The account as JSON tells of failed checks as well, and stays alone.
+void Tell(const Options& options, const std::vector<SpliceInput>& inputs,
+          const std::vector<SpliceAccount>& accounts, const OutputFile& output) {
+    for (std::size_t i = 0; i < inputs.size() && options.report != "json"; ++i) {
+        if (accounts[i].failedChecks == 0) continue;
+        ReportProblem(Shown(inputs[i].path), std::to_string(accounts[i].failedChecks)
+                                                 + " checks failed: " + accounts[i].firstFailedCheck);
+    }
+    const std::string summary = Summary(options, inputs, accounts, output);
+    if (IsStandardOutput(options.output))
+        std::fputs(summary.c_str(), stderr);
+    else
+        Print(summary);
+}
+
 int SpliceFiles(const Options& options) {
     const std::vector<SpliceInput> inputs = LookAtAll(options);
     OutputFile                     output(options.output);
@@ -114,19 +127,14 @@ int SpliceFiles(const Options& options) {
             Splice(inputs, *FindSpliceWay(inputs.front().format), options.chunkBytes, output, progress);
     }
     output.Commit();
-    int exitStatus = kExitDone;
-    for (std::size_t i = 0; i < inputs.size(); ++i) {
-        if (accounts[i].failedChecks == 0) continue;
-        ReportProblem(Shown(inputs[i].path), std::to_string(accounts[i].failedChecks)
-                                                 + " checks failed: " + accounts[i].firstFailedCheck);
-        Worsen(exitStatus, kExitNotValid);
+    try {
+        Tell(options, inputs, accounts, output);
+    } catch (const std::runtime_error& error) { // the output is there all the same
+        std::fprintf(stderr, "kiv: %s\n", error.what());
+        return kExitNotValid;
     }
-    const std::string summary = Summary(options, inputs, accounts, output);
-    if (IsStandardOutput(options.output))
-        std::fputs(summary.c_str(), stderr);
-    else
-        Print(summary);
-    return exitStatus;
+    const bool valid = std::ranges::all_of(accounts, [](const auto& file) { return file.failedChecks == 0; });
+    return valid ? kExitDone : kExitNotValid;
 }
 
 } // namespace

@@ -123,15 +123,18 @@ public:
             show(m_account.bytes);
         }
         Drain();
+        ReleaseLastPack();
         m_failedChecks.MoveTo(m_account);
-        if (m_account.sent == 0 || m_account.Taken() == 0) Refuse(input, "no place to join it was found");
+        if (m_account.Passed() == 0) Refuse(input, "no place to join it was found");
         return m_account;
     }
 
-    void End() {
-        if (!m_way.endCode) return;
+    // Ends the stream. Returns the account of the last file, with what ends the stream.
+    SpliceAccount End() {
+        if (!m_way.endCode) return m_account;
         m_concatenator.EndOfStream();
         Drain();
+        return m_account;
     }
 
 private:
@@ -192,10 +195,22 @@ private:
     // What is pending, which is lost when the next file begins.
     void Drain() {
         const long pending = kAll - m_concatenator.CanPullData(kAll);
-        if (pending == 0) return;
-        m_data.ChopTail(0);
-        m_concatenator.OutputData(m_data, pending);
-        Deliver();
+        if (pending != 0) {
+            m_data.ChopTail(0);
+            m_concatenator.OutputData(m_data, pending);
+            Deliver();
+        }
+        m_account.counts = m_concatenator.GetSpliceCounts();
+    }
+
+    // Where no audio has caught up with the video, a pack waits for the start of the next one: that of the
+    // file's last pack is made up here, and lost when the next file begins.
+    void ReleaseLastPack() {
+        static constexpr unsigned char kPackStart[] = {0, 0, 1, 0xBA};
+        if (m_way.as != kKivFmt_Mpeg2Program || m_account.Passed() == 0 || m_account.Withheld() == 0) return;
+        m_data.SetBuffer(kPackStart, sizeof kPackStart);
+        m_concatenator.PullData(m_data, 0);
+        Drain();
     }
 
     void Deliver() {
@@ -212,13 +227,6 @@ const SpliceWay* FindSpliceWay(Kiv_MEDIA_FORMAT_TYPE format) {
     return way != std::end(kWays) ? way : nullptr;
 }
 
-bool CanFollow(Kiv_MEDIA_FORMAT_TYPE format, Kiv_MEDIA_FORMAT_TYPE first) {
-    const auto isAsf = [](Kiv_MEDIA_FORMAT_TYPE type) {
-        return type == kKivFmt_Asf || type == kKivFmt_Wmv; // by the file's extension alone
-    };
-    return format == first || (isAsf(format) && isAsf(first));
-}
-
 std::vector<SpliceAccount> Splice(const std::vector<SpliceInput>& inputs, const SpliceWay& way,
                                   long chunkBytes, OutputFile& output, Progress& progress) {
     std::uint64_t total = 0, done = 0;
@@ -231,7 +239,7 @@ std::vector<SpliceAccount> Splice(const std::vector<SpliceInput>& inputs, const 
             splicer.Add(input, [&](std::uint64_t bytes) { progress.Show(done + bytes, total, label); }));
         done += input.bytes;
     }
-    splicer.End();
+    accounts.back() = splicer.End();
     return accounts;
 }
 

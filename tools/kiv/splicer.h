@@ -23,7 +23,7 @@ struct SpliceInput {
     KivStreamFacts        facts;
 };
 
-// What became of a file's bytes: bytes = Taken() + Dropped() + Withheld().
+// What became of a file's bytes: bytes = Taken() + rewritten + Dropped() + Withheld().
 struct SpliceAccount {
     std::uint64_t   seam = 0; // where in the output its part begins, which is the stream header, if any
     std::uint64_t   sent = 0; // the length of that part
@@ -32,12 +32,17 @@ struct SpliceAccount {
     unsigned        failedChecks = 0; // of the library's: something in the file is not as it should be
     std::string     firstFailedCheck;
 
-    std::uint64_t Taken() const { return sent - counts.headerBytes - counts.audioBytes; }
+    // Went out, as they were or written over.
+    std::uint64_t Passed() const {
+        return sent - counts.headerBytes - counts.audioBytes - counts.filledBytes - counts.endBytes;
+    }
+
+    std::uint64_t Taken() const { return Passed() - counts.rewritten; }
 
     std::uint64_t Dropped() const { return counts.droppedEarly + counts.droppedAudio + counts.droppedVideo; }
 
     // What was still waiting for bytes behind it when the file ended.
-    std::uint64_t Withheld() const { return bytes - Taken() - Dropped(); }
+    std::uint64_t Withheld() const { return bytes - Passed() - Dropped(); }
 };
 
 // How files of a format are joined.
@@ -50,9 +55,6 @@ struct SpliceWay {
 
 // Null for a format whose files cannot be joined.
 const SpliceWay* FindSpliceWay(Kiv_MEDIA_FORMAT_TYPE format);
-
-// Whether both are one format, whose files can be joined.
-bool CanFollow(Kiv_MEDIA_FORMAT_TYPE format, Kiv_MEDIA_FORMAT_TYPE first);
 
 // Joins the files, all of one format, into `output`, which gets them in pieces of chunkBytes (1 to
 // kMostSpliceChunk) but for the last one of each file. Returns their accounts in order; throws, naming the

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <optional>
 
 namespace tool {
 
@@ -15,8 +16,14 @@ std::string Number(unsigned long number, const char* unit) {
     return number == 0 ? std::string() : std::to_string(number) + unit;
 }
 
+// What a player cannot tell apart is one format: asf and wmv are by the file's extension alone.
+std::string FormatText(const SpliceInput& input) {
+    return FormatName(input.format == kKivFmt_Wmv ? kKivFmt_Asf : input.format);
+}
+
 // 25, 29.97
-std::string FrameRateText(const KivStreamFacts& facts) {
+std::string FrameRateText(const SpliceInput& input) {
+    const KivStreamFacts& facts = input.facts;
     if (facts.frameRatePer == 0) return {};
     char text[32];
     std::snprintf(text, sizeof text, "%.5g a second",
@@ -24,37 +31,57 @@ std::string FrameRateText(const KivStreamFacts& facts) {
     return text;
 }
 
-std::string CodecText(const KivStreamFacts& facts) {
+std::string CodecText(const SpliceInput& input) {
     std::string text;
-    for (int shift = 0; facts.videoCodec != 0 && shift < 32; shift += 8)
-        text += static_cast<char>(facts.videoCodec >> shift & 0xFF);
+    for (int shift = 0; input.facts.videoCodec != 0 && shift < 32; shift += 8)
+        text += static_cast<char>(input.facts.videoCodec >> shift & 0xFF);
     return ShownText(text);
 }
 
-std::string SoundText(const KivStreamFacts& facts) {
-    if (facts.audioLayer != 0) return "MPEG layer " + std::string(facts.audioLayer, 'I');
-    return facts.audioFormat != 0 ? "format " + std::to_string(facts.audioFormat) : std::string();
+std::string SoundText(const SpliceInput& input) {
+    const KivStreamFacts& facts = input.facts;
+    switch (facts.sound) {
+    case kKivSound_None: return "none";
+    case kKivSound_Mpeg:
+        return facts.audioLayer == 0 ? std::string() : "MPEG layer " + std::string(facts.audioLayer, 'I');
+    case kKivSound_Ac3: return "AC-3";
+    case kKivSound_EAc3: return "E-AC-3";
+    case kKivSound_Dts: return "DTS";
+    case kKivSound_Lpcm: return "LPCM";
+    case kKivSound_Aac: return "AAC";
+    case kKivSound_Wave: return "format " + std::to_string(facts.audioFormat);
+    default: return {};
+    }
+}
+
+std::string PacketText(const SpliceInput& input) {
+    const KivStreamFacts& facts = input.facts;
+    const std::string     least = Number(facts.leastPacket, "");
+    return facts.leastPacket == facts.mostPacket ? least : least + " to " + std::to_string(facts.mostPacket);
 }
 
 struct Fact {
     const char* name;
-    std::string (*text)(const KivStreamFacts&); // empty where it is not known
+    bool        forbidsJoining; // to players the joined file would be damaged: one header tells it for all
+    std::string (*text)(const SpliceInput&); // empty where it is not known
 };
 
 constexpr Fact kFacts[] = {
-    {"width", [](const KivStreamFacts& facts) { return Number(facts.width, ""); }},
-    {"height", [](const KivStreamFacts& facts) { return Number(facts.height, ""); }},
-    {"pictures", FrameRateText},
-    {"codec", CodecText},
-    {"sound", SoundText},
-    {"sampling", [](const KivStreamFacts& facts) { return Number(facts.samplesSecond, " Hz"); }},
+    {"format", true, FormatText},
+    {"packet size", true, PacketText},
+    {"width", false, [](const SpliceInput& input) { return Number(input.facts.width, ""); }},
+    {"height", false, [](const SpliceInput& input) { return Number(input.facts.height, ""); }},
+    {"pictures", false, FrameRateText},
+    {"codec", false, CodecText},
+    {"sound", false, SoundText},
+    {"sampling", false, [](const SpliceInput& input) { return Number(input.facts.samplesSecond, " Hz"); }},
 };
 
 // Whether two files know the fact and do not agree.
 bool Differs(const Fact& fact, const std::vector<SpliceInput>& inputs) {
     std::string known;
     return std::ranges::any_of(inputs, [&](const SpliceInput& input) {
-        const std::string text = fact.text(input.facts);
+        const std::string text = fact.text(input);
         if (known.empty()) known = text;
         return !text.empty() && text != known;
     });
@@ -75,9 +102,13 @@ constexpr Figure kFigures[] = {
     {"seam", "begins in the output at", [](const SpliceAccount& a) { return a.seam; }},
     {"header", "stream header sent ahead",
      [](const SpliceAccount& a) { return std::uint64_t{a.counts.headerBytes}; }},
+    {"header_rewritten", "of it written over",
+     [](const SpliceAccount& a) { return std::uint64_t{a.counts.headerRewritten}; }},
     {"rebuilt_audio", "audio sent ahead, rebuilt",
      [](const SpliceAccount& a) { return std::uint64_t{a.counts.audioBytes}; }},
     {"taken", "taken over", [](const SpliceAccount& a) { return a.Taken(); }},
+    {"rewritten", "taken over with other lengths of packets",
+     [](const SpliceAccount& a) { return std::uint64_t{a.counts.rewritten}; }},
     {"dropped_early", "dropped in front of the place to join",
      [](const SpliceAccount& a) { return std::uint64_t{a.counts.droppedEarly}; }},
     {"dropped_audio", "dropped, audio before the first picture",
@@ -85,21 +116,42 @@ constexpr Figure kFigures[] = {
     {"dropped_video", "dropped, pictures of the group before",
      [](const SpliceAccount& a) { return std::uint64_t{a.counts.droppedVideo}; }},
     {"withheld", "dropped, not complete at its end", [](const SpliceAccount& a) { return a.Withheld(); }},
+    {"filled", "put in where a packet's header was cut",
+     [](const SpliceAccount& a) { return std::uint64_t{a.counts.filledBytes}; }},
+    {"end", "end of the stream", [](const SpliceAccount& a) { return std::uint64_t{a.counts.endBytes}; }},
+};
+
+struct Time {
+    const char *key, *text;
+    std::optional<std::uint64_t> (*value)(const KivSpliceCounts&);
+};
+
+// Written into the stream header.
+constexpr Time kTimes[] = {
+    {"clock", "clock",
+     [](const KivSpliceCounts& c) {
+         return c.clockWritten ? std::optional<std::uint64_t>(c.clock) : std::nullopt;
+     }},
+    {"time_stamp", "time stamp",
+     [](const KivSpliceCounts& c) {
+         return c.stampWritten ? std::optional<std::uint64_t>(c.stamp) : std::nullopt;
+     }},
 };
 
 } // namespace
 
-std::string DifferenceTable(const std::vector<SpliceInput>& inputs) {
+std::string DifferenceTable(const std::vector<SpliceInput>& inputs, Differences which) {
     std::vector<Fact> facts;
-    std::ranges::copy_if(kFacts, std::back_inserter(facts),
-                         [&](const Fact& fact) { return Differs(fact, inputs); });
+    std::ranges::copy_if(kFacts, std::back_inserter(facts), [&](const Fact& fact) {
+        return (fact.forbidsJoining || which == Differences::kAll) && Differs(fact, inputs);
+    });
     if (facts.empty()) return {};
     std::string table;
     for (const Fact& fact : facts) table += Column(fact.name);
     table += "file\n";
     for (const SpliceInput& input : inputs) {
         for (const Fact& fact : facts) {
-            const std::string text = fact.text(input.facts);
+            const std::string text = fact.text(input);
             table += Column(text.empty() ? "?" : text);
         }
         table += Shown(input.path) + "\n";
@@ -117,9 +169,11 @@ std::string AccountText(const SpliceInput& input, const SpliceAccount& account) 
         std::snprintf(line, sizeof line, "%14llu  %s\n", value, figure.text);
         text += line;
     }
-    if (account.counts.clockWritten) {
-        std::snprintf(line, sizeof line, "%14lu  clock written into the header, of 90000 a second\n",
-                      account.counts.clock);
+    for (const Time& time : kTimes) {
+        const auto value = time.value(account.counts);
+        if (!value) continue;
+        std::snprintf(line, sizeof line, "%14llu  %s written into the header, of 90000 a second\n",
+                      static_cast<unsigned long long>(*value), time.text);
         text += line;
     }
     return text;
@@ -131,8 +185,12 @@ std::string AccountJson(const SpliceInput& input, const SpliceAccount& account) 
     object["format"] = static_cast<int>(input.format);
     object["size"]   = account.bytes;
     for (const Figure& figure : kFigures) object[figure.key] = figure.value(account);
-    object["clock"]         = account.counts.clockWritten ? Json(account.counts.clock) : Json();
-    object["failed_checks"] = account.failedChecks;
+    for (const Time& time : kTimes) {
+        const auto value = time.value(account.counts);
+        object[time.key] = value ? Json(*value) : Json();
+    }
+    object["failed_checks"]      = account.failedChecks;
+    object["first_failed_check"] = account.failedChecks != 0 ? Json(account.firstFailedCheck) : Json();
     return JsonLine(object);
 }
 

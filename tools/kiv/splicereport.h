@@ -9,9 +9,11 @@
 
 namespace tool {
 
+enum class Differences { kAll, kThatForbidJoining };
+
 // A table of the facts in which the files differ; empty when they do not. What is not known of a file counts
 // as no difference.
-std::string DifferenceTable(const std::vector<SpliceInput>& inputs);
+std::string DifferenceTable(const std::vector<SpliceInput>& inputs, Differences which);
 
 // The account of one file: lines of text, or one line of JSON.
 std::string AccountText(const SpliceInput& input, const SpliceAccount& account);

@@ -7,7 +7,7 @@
 namespace tool::platform {
 
 // Called once, before anything is written: from then on writing to a pipe that nobody reads fails instead
-// of ending the program, and a terminal takes our text as UTF-8.
+// of ending the program, as does writing more than a file may hold, and a terminal takes our text as UTF-8.
 void PrepareStandardStreams();
 
 bool IsTerminal(std::FILE* stream);

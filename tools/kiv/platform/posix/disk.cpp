@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <csignal>
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace tool::platform {
@@ -13,8 +14,8 @@ namespace {
 
 std::error_code LastError() { return {errno, std::generic_category()}; }
 
-std::FILE* Open(const std::filesystem::path& path, int flags, std::error_code& error) {
-    const int descriptor = ::open(path.c_str(), flags | O_WRONLY | O_CLOEXEC | O_NOCTTY, 0666);
+std::FILE* Open(const std::filesystem::path& path, int flags, mode_t mode, std::error_code& error) {
+    const int descriptor = ::open(path.c_str(), flags | O_WRONLY | O_CLOEXEC | O_NOCTTY, mode);
     error                = descriptor < 0 ? LastError() : std::error_code();
     return descriptor < 0 ? nullptr : ::fdopen(descriptor, "wb");
 }
@@ -30,17 +31,25 @@ void OnInterrupt(int signal) {
 
 } // namespace
 
-std::FILE* CreateNew(const std::filesystem::path& path, std::error_code& error) {
-    return Open(path, O_CREAT | O_EXCL, error);
+std::FILE* CreateNew(const std::filesystem::path& path, bool isPrivate, std::error_code& error) {
+    return Open(path, O_CREAT | O_EXCL, isPrivate ? 0600 : 0666, error);
 }
 
 std::FILE* OpenInPlace(const std::filesystem::path& path, std::error_code& error) {
-    return Open(path, 0, error);
+    return Open(path, 0, 0, error);
+}
+
+bool IsOpenOn(std::FILE* stream, const std::filesystem::path& path) {
+    struct stat opened {
+    }, named{};
+
+    return ::fstat(::fileno(stream), &opened) == 0 && ::stat(path.c_str(), &named) == 0
+           && opened.st_dev == named.st_dev && opened.st_ino == named.st_ino;
 }
 
 void RemoveWhenInterrupted(const std::filesystem::path* path) {
     g_unfinished = path != nullptr ? path->c_str() : nullptr;
-    for (const int signal : {SIGHUP, SIGINT, SIGTERM}) {
+    for (const int signal : {SIGHUP, SIGINT, SIGQUIT, SIGTERM, SIGXCPU}) {
         // who started us may want the signal ignored, as nohup does
         if (std::signal(signal, OnInterrupt) == SIG_IGN) std::signal(signal, SIG_IGN);
     }

@@ -2,12 +2,16 @@
 #include "platform/terminal.h"
 
 #include <csignal>
+#include <initializer_list>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
 namespace tool::platform {
 
-void PrepareStandardStreams() { std::signal(SIGPIPE, SIG_IGN); }
+// What would end the program while it writes fails there instead, and is reported.
+void PrepareStandardStreams() {
+    for (const int signal : {SIGPIPE, SIGXFSZ}) std::signal(signal, SIG_IGN);
+}
 
 bool IsTerminal(std::FILE* stream) { return ::isatty(::fileno(stream)) != 0; }
 

@@ -31,12 +31,27 @@ BOOL WINAPI OnInterrupt(DWORD /*event*/) {
 
 } // namespace
 
-std::FILE* CreateNew(const std::filesystem::path& path, std::error_code& error) {
+std::FILE* CreateNew(const std::filesystem::path& path, bool /*isPrivate*/, std::error_code& error) {
     return Open(path, CREATE_NEW, error);
 }
 
 std::FILE* OpenInPlace(const std::filesystem::path& path, std::error_code& error) {
     return Open(path, OPEN_EXISTING, error);
+}
+
+bool IsOpenOn(std::FILE* stream, const std::filesystem::path& path) {
+    // a handle without any right opens whoever has the file open
+    const DWORD  shared = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+    const HANDLE named =
+        ::CreateFileW(path.c_str(), 0, shared, nullptr, OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr);
+    if (named == INVALID_HANDLE_VALUE) return false;
+    const HANDLE               opened = reinterpret_cast<HANDLE>(::_get_osfhandle(::_fileno(stream)));
+    BY_HANDLE_FILE_INFORMATION a{}, b{};
+    const bool                 known =
+        ::GetFileInformationByHandle(opened, &a) != 0 && ::GetFileInformationByHandle(named, &b) != 0;
+    ::CloseHandle(named);
+    return known && a.dwVolumeSerialNumber == b.dwVolumeSerialNumber && a.nFileIndexHigh == b.nFileIndexHigh
+           && a.nFileIndexLow == b.nFileIndexLow;
 }
 
 void RemoveWhenInterrupted(const std::filesystem::path* path) {
