@@ -1,5 +1,6 @@
 // What the files of one stream must have in common.
 #include "media.h"
+#include "mpeg_builder.h"
 
 #include <sstream>
 
@@ -12,8 +13,8 @@ std::string FactsOf(CKivBitStream& stream) {
     const KivStreamFacts facts = KivReadStreamFacts(&stream);
     std::ostringstream   text;
     text << facts.width << 'x' << facts.height << ' ' << facts.frameRate << '/' << facts.frameRatePer << ' '
-         << facts.videoCodec << ' ' << facts.audioLayer << ' ' << facts.audioFormat << ' '
-         << facts.samplesSecond;
+         << facts.videoCodec << ' ' << facts.sound << ' ' << facts.audioLayer << ' ' << facts.audioFormat
+         << ' ' << facts.samplesSecond << ' ' << facts.leastPacket << '-' << facts.mostPacket;
     return text.str();
 }
 
@@ -27,22 +28,22 @@ std::string FactsOf(Bytes bytes) {
     return FactsOf(stream);
 }
 
-const std::string kNothing = "0x0 0/0 0 0 0 0";
+const std::string kNothing = "0x0 0/0 0 0 0 0 0 0-0";
 
 TEST(StreamFacts, AreReadFromEveryKindOfSample) {
-    const std::string film = "176x144 25/1 0 2 0 44100", silent = "176x144 25/1 0 0 0 0";
+    const std::string film = "176x144 25/1 0 2 2 0 44100 0-0", silent = "176x144 25/1 0 1 0 0 0 0-0";
     const std::pair<const char*, std::string> rows[] = {
         {"mpeg1-system.mpg", film},
-        {"mpeg1-system-no-b.mpg", "160x112 25/1 0 2 0 44100"},
+        {"mpeg1-system-no-b.mpg", "160x112 25/1 0 2 2 0 44100 0-0"},
         {"mpeg1-system-silent.mpg", silent},
         {"mpeg2-program-dvd.mpg", film},
         {"mpeg2-in-mpeg1-packs.mpg", film},
-        {"mpeg2-transport.ts", film},
+        {"mpeg2-transport.ts", "176x144 25/1 843534413 2 2 0 44100 0-0"},
         {"video-cd.dat", film},
-        {"mpeg2-video.m2v", silent},
-        {"mp3-22050.mp3", "0x0 0/0 0 3 0 22050"},
-        {"mp3-id3v2.mp3", "0x0 0/0 0 3 0 44100"},
-        {"layer2.mp2", "0x0 0/0 0 2 0 44100"},
+        {"mpeg2-video.m2v", "176x144 25/1 0 0 0 0 0 0-0"},
+        {"mp3-22050.mp3", "0x0 0/0 0 2 3 0 22050 0-0"},
+        {"mp3-id3v2.mp3", "0x0 0/0 0 2 3 0 44100 0-0"},
+        {"layer2.mp2", "0x0 0/0 0 2 2 0 44100 0-0"},
         {"avi-mjpeg-silent.avi", kNothing},
         {"empty.mpg", kNothing},
     };
@@ -61,10 +62,52 @@ Bytes SequenceHeader(int rate) {
 
 TEST(StreamFacts, OfVideoTakeTheExtensionAndRefuseWhatIsForbidden) {
     const Bytes extension = {0, 0, 1, 0xB5, 0x10, 0, 0xA0, 0, 0, 0x21}; // sizes +4096, 2/2 of the rate
-    EXPECT_EQ(FactsOf(SequenceHeader(4)), "257x288 30000/1001 0 0 0 0");
-    EXPECT_EQ(FactsOf(Join({SequenceHeader(3), extension})), "4353x4384 25/1 0 0 0 0");
+    EXPECT_EQ(FactsOf(SequenceHeader(4)), "257x288 30000/1001 0 0 0 0 0 0-0");
+    EXPECT_EQ(FactsOf(Join({SequenceHeader(3), extension})), "4353x4384 25/1 0 0 0 0 0 0-0");
     for (const int rate : {0, 9, 15}) EXPECT_EQ(FactsOf(SequenceHeader(rate)), kNothing);
     EXPECT_EQ(FactsOf(With(SequenceHeader(3), 10, {0})), kNothing) << "without its marker bit";
+}
+
+TEST(StreamFacts, TellSoundThatIsNotMpegAndThatThereIsNone) {
+    const auto subStream = [](int id) {
+        return MpegBuilder().Mpeg2Pack().Pes(0xBD, {}, {static_cast<unsigned char>(id), 1, 0, 1}).Get();
+    };
+    const auto program = [](const Bytes& streams) { // its map behind an adaptation field
+        const Bytes pat  = Join({{0, 0, 0xB0, 17, 0, 1, 1, 0, 0, 0, 0, 0xE0, 16, 0, 1, 0xE1, 0}, Bytes(4)});
+        const Bytes head = {0, 2,    0xB0, static_cast<unsigned char>(13 + streams.size()), 0, 1, 1, 0, 0, 0,
+                            0, 0xF0, 0};
+        MpegBuilder b;
+        b.TransportPacket(0, true, pat).TransportPacket(0x100, true, Join({head, streams, Bytes(4)}), 5);
+        return b.TransportPacket(0x1FFF, false, {}).Get();
+    };
+    const Bytes video = {0x02, 0xE1, 1, 0xF0, 0}, unknown = {0x06, 0xE1, 2, 0xF0, 0},
+                dts                         = {0x06, 0xE1, 2, 0xF0, 5, 0x0A, 1, 0, 0x7B, 0};
+    const auto                       sound  = [](std::uint8_t type) { return Bytes{type, 0xE1, 3, 0xF0, 0}; };
+    const std::pair<Bytes, KivSound> rows[] = {
+        {subStream(0x80), kKivSound_Ac3},
+        {subStream(0x8F), kKivSound_Dts},
+        {subStream(0xA0), kKivSound_Lpcm},
+        {subStream(0x20), kKivSound_None},
+        {Join({subStream(0x20), subStream(0x87)}), kKivSound_Ac3},
+        {Join({subStream(0x80), MpegBuilder().Pes(0xC0, {}, Bytes(9)).Get()}), kKivSound_Ac3},
+        {MpegBuilder().Mpeg2Pack().Pes(0xC0, {}, Bytes(9)).Get(), kKivSound_Unknown},
+        {program(video), kKivSound_None},
+        {program(Join({video, sound(0x0F)})), kKivSound_Aac},
+        {program(Join({video, sound(0x81), sound(0x0F)})), kKivSound_Ac3},
+        {program(Join({unknown, sound(0x87)})), kKivSound_EAc3},
+        {program(Join({video, unknown})), kKivSound_Unknown},
+        {program(dts), kKivSound_Dts},
+        {program({0x02, 0xE1, 1, 0xF0, 9}), kKivSound_Unknown}, // its descriptors go beyond the map
+    };
+    for (std::size_t i = 0; const auto& [bytes, expected] : rows) {
+        std::ostringstream number;
+        number << ' ' << expected << ' ';
+        EXPECT_NE(FactsOf(bytes).find(number.str(), FactsOf(bytes).find('/')), std::string::npos)
+            << "row " << i << ": " << FactsOf(bytes);
+        ++i;
+    }
+    const Bytes whole = program(Join({video, sound(0x81)}));
+    for (std::size_t n = 0; n < whole.size(); ++n) FactsOf(With(whole, n, {0xFF}));
 }
 
 // A header object with another object between the two streams.
@@ -90,9 +133,15 @@ Bytes AsfHeader() {
                               Little(2, 2),
                               Little(44100),
                               Bytes(10)});
-    const Bytes other = Join({Bytes(16, 7), Little(30, 8), Bytes(6)});
+    const Bytes other =
+        Join({{0xA1, 0xDC, 0xAB, 0x8C, 0x47, 0xA9, 0xCF, 0x11, 0x8E, 0xE4, 0, 0xC0, 0x0C, 0x20, 0x53, 0x65},
+              Little(104, 8),
+              Bytes(68),
+              Little(3200),
+              Little(6400),
+              Little(1)});
     return Join({{0x30, 0x26, 0xB2, 0x75, 0x8E, 0x66, 0xCF, 0x11, 0xA6, 0xD9, 0, 0xAA, 0, 0x62, 0xCE, 0x6C},
-                 Little(285, 8),
+                 Little(359, 8),
                  Bytes(6),
                  video,
                  other,
@@ -102,7 +151,7 @@ Bytes AsfHeader() {
 // Cut at every length, damaged at every byte: no size in it may lead astray.
 TEST(StreamFacts, OfAsfAreThoseOfItsStreamsAndBearDamage) {
     const Bytes whole = AsfHeader();
-    EXPECT_EQ(FactsOf(whole), "320x240 0/0 77 0 353 44100");
+    EXPECT_EQ(FactsOf(whole), "320x240 0/0 77 8 0 353 44100 3200-6400");
     for (std::size_t n = 0; n < whole.size(); ++n) {
         EXPECT_EQ(FactsOf(First(whole, n)) == kNothing, n < 30 + 129) << n;
         FactsOf(With(whole, n, {0xFF}));

@@ -303,7 +303,8 @@ void ReadAsf(ByteSpan bytes, KivStreamFacts& facts) {
     const auto            size = LittleEndian<std::uint64_t>(bytes, 16);
     const ByteSpan        header =
         Part(bytes, 0, static_cast<std::size_t>(std::min<std::uint64_t>(size, kMostLooked)));
-    for (std::size_t at = kFirstObject; at + kObjectBytes <= header.size();) {
+    std::size_t at = kFirstObject;
+    while (at + kObjectBytes <= header.size()) {
         const auto     length = LittleEndian<std::uint64_t>(header, at + 16);
         const ByteSpan object =
             Part(header, at, static_cast<std::size_t>(std::min<std::uint64_t>(length, kMostLooked)));
@@ -312,7 +313,7 @@ void ReadAsf(ByteSpan bytes, KivStreamFacts& facts) {
         if (kiv::IsTextAt(object, 0, kAsfStream)) TakeAsfStream(object, facts);
         at += object.size();
     }
-    if (header.size() == size && facts.sound == kKivSound_Unknown) facts.sound = kKivSound_None;
+    if (at == size && facts.sound == kKivSound_Unknown) facts.sound = kKivSound_None;
 }
 
 } // namespace

@@ -3,8 +3,12 @@
 #include "tool_run.h"
 
 #include <sys/stat.h>
+#include <sys/wait.h>
 
+#include <csignal>
 #include <future>
+#include <spawn.h>
+#include <unistd.h>
 
 namespace {
 
@@ -16,8 +20,9 @@ TEST(ToolSplice, LeavesTheOldFileWhereTheDiskIsFull) {
     const std::string film = folder.Write("film", ReadWholeFile(kFilm));
     fs::create_symlink("film", link);
     EXPECT_EQ(RunTool({"splice", "-o", link, film}).status, 2) << "the output is the input behind a link";
-    const std::string words = "'" KIV_TOOL "' splice -o '" + old + "' '" + kFilm + "' 2> /dev/null";
-    EXPECT_NE(std::system(("trap '' XFSZ; ulimit -f 100; " + words).c_str()), 0);
+    const std::string words =
+        "ulimit -f 100; '" KIV_TOOL "' splice -o '" + old + "' '" + kFilm + "' 2> /dev/null";
+    EXPECT_EQ(std::system(words.c_str()) >> 8, 2);
     EXPECT_EQ(ReadWholeFile(old), (Bytes{1, 2, 3}));
     EXPECT_EQ(std::distance(fs::directory_iterator(folder.Path("")), {}), 3) << "something is left";
     for (const Arguments& out : {Arguments{"-o", "/dev/full"}, {"-o", "-"}}) {
@@ -27,6 +32,38 @@ TEST(ToolSplice, LeavesTheOldFileWhereTheDiskIsFull) {
         EXPECT_EQ(result.status, 2) << out[1];
         EXPECT_NE(result.problems.find("No space left on device"), std::string::npos) << result.problems;
     }
+    EXPECT_EQ(RunTool({"splice", "-o", old, film}, "/dev/full").status, 1) << "joined, but not reported";
+    EXPECT_GT(fs::file_size(old), 3U);
+    fs::create_symlink("made", folder.Path("dangling"));
+    EXPECT_EQ(RunTool({"splice", "-o", folder.Path("dangling"), film}).status, 0);
+    EXPECT_EQ(fs::file_size(folder.Path("made")), fs::file_size(old)) << "the file that the link names";
+}
+
+// The film is as long as it takes: what lies behind it is a hole.
+TEST(ToolSplice, LeavesNothingBehindWhenASignalEndsIt) {
+    const TempFolder  folder;
+    const std::string old = folder.Write("old", {1, 2, 3}), film = folder.Write("film", ReadWholeFile(kFilm));
+    fs::resize_file(film, std::uintmax_t{1} << 36);
+    fs::permissions(old, fs::perms{0600});
+    for (const int signal : {SIGHUP, SIGINT, SIGQUIT, SIGTERM, SIGXCPU}) {
+        const std::string words   = "ulimit -c 0; exec '" KIV_TOOL "' splice -o '" + old + "' '" + film + "'";
+        const char* const shell[] = {"sh", "-c", words.c_str(), nullptr};
+        pid_t             child   = 0;
+        ASSERT_EQ(::posix_spawn(&child, "/bin/sh", nullptr, nullptr, const_cast<char**>(shell), environ), 0);
+        for (bool writes = false; !writes;) {
+            for (const fs::directory_entry& entry : fs::directory_iterator(folder.Path(""))) {
+                if (!entry.path().filename().string().starts_with(".kiv-")) continue;
+                EXPECT_EQ(entry.status().permissions(), fs::perms{0600}) << "while it is written";
+                writes = entry.file_size() != 0;
+            }
+        }
+        ::kill(child, signal);
+        int status = 0;
+        ::waitpid(child, &status, 0);
+        EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == signal) << signal << ' ' << status;
+        EXPECT_EQ(std::distance(fs::directory_iterator(folder.Path("")), {}), 2) << "something is left";
+    }
+    EXPECT_EQ(ReadWholeFile(old), (Bytes{1, 2, 3}));
 }
 
 // The tool has looked at its inputs when it waits for whoever reads the FIFO.

@@ -56,6 +56,8 @@ const Kind kKinds[] = {
     {"system.mpg", "-c:v mpeg1video -b:v 400k -c:a mp2 -b:a 96k -f mpeg", 1, 0, 0},
     {"program.vob", "-c:v mpeg2video -b:v 400k -c:a mp2 -b:a 96k -f vob", 1, 16, 4},
     {"dvd.mpg", "-c:v mpeg2video -b:v 400k -c:a mp2 -b:a 96k -f dvd", 1, 16, 5},
+    {"silent.vob", "-map 0 -c:v mpeg2video -b:v 400k -f vob", 1, 0, 0},
+    {"ac3.vob", "-c:v mpeg2video -b:v 400k -c:a ac3 -b:a 96k -f vob", 1, 0, 0},
     {"no-b.vob", "-c:v mpeg2video -bf 0 -b:v 400k -c:a mp2 -b:a 96k -f vob", 1, 16, 4},
     {"stream.ts", "-c:v mpeg2video -b:v 400k -c:a mp2 -b:a 96k -f mpegts", 1, 0, 0},
     {"sound.mp3", "-map 1 -c:a libmp3lame -b:a 96k -f mp3", 0, 0, 0}, // frames without times

@@ -1,5 +1,5 @@
-// CMpegStreamConcatenator once more, one plain step behind the other and without regard to speed: what the
-// library's is held against.
+// CMpegStreamConcatenator once more but for ASF, one plain step behind the other and without regard to speed:
+// what the library's is held against.
 #ifndef KIVUTILITY_TESTS_CONCAT_MODEL_H
 #define KIVUTILITY_TESTS_CONCAT_MODEL_H
 
@@ -17,10 +17,9 @@ struct ConcatModel {
     enum { kUnknown, kCollecting, kConcatenating, kPiping };
 
     Bytes pending, in, header, audio, gop, remainder;
-    int   status, format, headerFormat = 0, stage, gopHasSeqHead, asfFlag = 0;
+    int   status, format, headerFormat = 0, stage, gopHasSeqHead;
     bool  ignoreAudio, audioFound, packFound, groupFound, firstPull, synced;
 
-    std::uint32_t            asfOffset = 0;
     Index                    searched;
     std::vector<std::string> reports;
 
@@ -100,7 +99,7 @@ struct ConcatModel {
         status                = kCollecting;
         if (type == 6) return 1;
         header = head;
-        for (const int whole : {20, 8, 21, 23, 26, 24, 4})
+        for (const int whole : {23, 26, 24, 4})
             if (type == whole) return 1;
         Index length = First(head, 0, 0xC0, 0xDF);
         if (length < 0) length = Size(head);
@@ -133,15 +132,13 @@ struct ConcatModel {
         Check(wanted >= 0, 516, "bytesWants>=0");
         wanted = std::max(wanted, 0L);
         if (headerFormat == 4) return Mp2ConcatHandler(data, wanted);
-        const bool asf = headerFormat == 20 || headerFormat == 21 || headerFormat == 8;
-        if (asf || headerFormat == 1) {
+        if (headerFormat == 1) {
             if (firstPull) {
-                if (asf && AsfHeadAnalyse(header) == 0) return 0;
                 Append(pending, header);
                 firstPull = synced = false;
             }
             if (!synced) {
-                const Index at = asf ? AsfPackHandler(data) : First(data, 0, 0xBA, 0xBA);
+                const Index at = First(data, 0, 0xBA, 0xBA);
                 synced         = at >= 0;
                 Remove(data, 0, synced ? at : Size(data));
             }
@@ -181,14 +178,14 @@ struct ConcatModel {
     int CollectData() {
         Check(status == kCollecting, 272, "m_status==COLLECTING_DATA");
         if (format == 6) {
-            const Index at = FindAudio(in, 0, 0, Size(in), 1);
+            const Index at = FindAudio(in, 0, 0, Size(in));
             if (at < 0) return kCollecting;
             Remove(in, 0, at);
             Append(pending, in);
             return status = kPiping;
         }
         if (format == 13) {
-            const Index at = FindTransport(in, 0, Size(in), searched);
+            const Index at = FindTransport(in, searched);
             if (Size(in) >= 564) searched = Size(in);
             if (at <= 0) return kCollecting;
             pending = header;
@@ -215,7 +212,7 @@ struct ConcatModel {
                     continue;
                 }
                 const Index packet = Word(in, i + 4) + 6, payload = At(in, i + 8) + 9;
-                const Index frame = FindAudio(in, i, payload, packet, 1);
+                const Index frame = FindAudio(in, i, payload, packet);
                 if (frame >= 0) {
                     const Index length = i + packet - frame;
                     Check(length != 0, 347, "audioDataLen");
@@ -278,22 +275,19 @@ struct ConcatModel {
         return kConcatenating;
     }
 
-    int EjectBFrames(Bytes& out) {
+    void EjectBFrames(Bytes& out) {
         Index video = -1, sequence = -1;
         for (Index i = Size(header); i < Size(out) - 3 && sequence <= 0; ++i) {
             if (Code(out, i, 0xE0, 0xE0)) video = i;
             if (Code(out, i, 0xB3, 0xB3)) sequence = i;
         }
-        const bool found = video > 0 && sequence > video;
-        Check(found, 1432, "VideoPackIndex>0 && SeqHeaderIndex>VideoPackIndex");
-        if (video < 0 || sequence <= video) return 1;
+        Check(video > 0 && sequence > video, 1432, "VideoPackIndex>0 && SeqHeaderIndex>VideoPackIndex");
+        if (video < 0 || sequence <= video) return;
         const Index length = At(out, video + 8);
         PutWord(out, video + 4, Word(out, video + 4) - sequence + length + video + 6);
-        Bytes spliced = Part(out, 0, video + length + 9);
-        spliced.resize(static_cast<std::size_t>(video + length + 9));
-        Append(spliced, Part(out, sequence, Size(out)));
-        out = spliced;
-        return 1;
+        const Bytes rest = Part(out, sequence, Size(out));
+        out.resize(static_cast<std::size_t>(video + length + 9));
+        Append(out, rest);
     }
 
     // MPEG-2 program streams.
@@ -401,14 +395,11 @@ struct ConcatModel {
         return 1;
     }
 
-    // Searches. Transport packets that lie with the next one in the first `before` bytes do not count.
-    Index FindTransport(const Bytes& b, Index start, Index length, Index before) {
-        if (length < 564) return 0;
-        for (Index i = start; i < start + 188; ++i) {
-            if (At(b, i) != 0x47) continue;
-            Check(i + 376 < length, 1356, "(i+188+188)< audioPackLen");
-            if (At(b, i + 188) != 0x47 || At(b, i + 376) != 0x47) continue;
-            for (Index at = i; at + 188 < start + length; at += 188)
+    // Transport packets that lie with the next one in the first `before` bytes do not count.
+    static Index FindTransport(const Bytes& b, Index before) {
+        for (Index i = 0; i < 188 && Size(b) >= 564; ++i) {
+            if (At(b, i) != 0x47 || At(b, i + 188) != 0x47 || At(b, i + 376) != 0x47) continue;
+            for (Index at = i; at + 188 < Size(b); at += 188)
                 if (at + 376 > before && (At(b, at + 3) & 15) == 0 && (At(b, at + 188 + 3) & 15) == 1)
                     return at;
         }
@@ -435,55 +426,15 @@ struct ConcatModel {
         return layer == 1 ? (bitRate * 12000 / rate + pad) * 4 : bitRate * 144000 / rate + pad;
     }
 
-    static Index FindAudio(const Bytes& b, Index start, Index from, Index to, int flag) {
+    // From `start` + `from` on, up to `start` + `to`.
+    static Index FindAudio(const Bytes& b, Index start, Index from, Index to) {
         const Index end = start + to;
         for (Index at = start + from; at < end - 4; ++at) {
             if (At(b, at) != 0xFF || (At(b, at + 1) & 1) == 0) continue;
-            Index frame = at;
-            for (;;) {
-                const Index next = frame + FrameLength(b, frame);
-                if (next >= end) return frame == at ? -1 : frame;
-                if (next - frame < 1 || At(b, next) != 0xFF || At(b, next + 1) < 0xE0) break;
-                if (flag == 1) return at;
-                frame = next;
-            }
-            at = frame;
+            const Index next = at + FrameLength(b, at);
+            if (next >= end) return -1;
+            if (next > at && At(b, next) == 0xFF && At(b, next + 1) >= 0xE0) return at;
         }
-        return -1;
-    }
-
-    // ASF.
-    static inline const Bytes kHeader     = {0x30, 0x26, 0xB2, 0x75, 0x8E, 0x66, 0xCF, 0x11,
-                                             0xA6, 0xD9, 0,    0xAA, 0,    0x62, 0xCE, 0x6C};
-    static inline const Bytes kCorrection = {0x35, 0x26, 0xB2, 0x75, 0x8E, 0x66, 0xCF, 0x11,
-                                             0xA6, 0xD9, 0,    0xAA, 0,    0x62, 0xCE, 0x6C};
-    static inline const Bytes kProperties = {0xA1, 0xDC, 0xAB, 0x8C, 0x47, 0xA9, 0xCF, 0x11,
-                                             0x8E, 0xE4, 0,    0xC0, 0x0C, 0x20, 0x53, 0x65};
-
-    static bool Guid(const Bytes& b, Index at, const Bytes& guid) { return Part(b, at, at + 16) == guid; }
-
-    int AsfHeadAnalyse(Bytes& head) {
-        asfFlag = 0;
-        if (Size(head) < 151 || !Guid(head, 0, kHeader)) return 0;
-        Index p = 30;
-        while (p < Size(head) - 16 && !Guid(head, p, kProperties)) ++p;
-        if (p >= Size(head) - 16) return 0;
-        Put(head, p + 88, (At(head, p + 88) | 1) & ~2);
-        asfOffset = 0;
-        for (Index i = 3; i >= 0; --i)
-            asfOffset = asfOffset << 8 | static_cast<std::uint32_t>(At(head, p + 92 + i));
-        for (p += 104; p < Size(head) - 16; ++p)
-            if (Guid(head, p, kCorrection)) asfFlag = 1;
-        return 1;
-    }
-
-    Index AsfPackHandler(const Bytes& data) const {
-        const auto packet = [&](std::int64_t i) {
-            return i < Size(data) - 2 && data[std::size_t(i)] == 0x82
-                   && Word(data, Index(i) + 1) == (asfFlag ? 0x1101 : 0);
-        };
-        for (Index i = 0; i < Size(data) - 2; ++i)
-            if (packet(i) && packet(std::int64_t{i} + asfOffset)) return i;
         return -1;
     }
 };
