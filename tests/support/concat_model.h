@@ -1,5 +1,5 @@
-// CMpegStreamConcatenator once more but for ASF, one plain step behind the other and without regard to speed:
-// what the library's is held against.
+// How CMpegStreamConcatenator joins program streams, one plain step behind the other and without regard to
+// speed: what the library's is held against.
 #ifndef KIVUTILITY_TESTS_CONCAT_MODEL_H
 #define KIVUTILITY_TESTS_CONCAT_MODEL_H
 
@@ -17,13 +17,14 @@ struct ConcatModel {
     enum { kUnknown, kCollecting, kConcatenating, kPiping };
 
     Bytes pending, in, header, audio, gop, remainder;
-    int   status, format, headerFormat = 0, stage, gopHasSeqHead;
-    bool  ignoreAudio, audioFound, packFound, groupFound, firstPull, synced;
+    int   status, headerFormat = 0, stage, gopHasSeqHead;
+    bool  ignoreAudio;
 
-    Index                    searched;
     std::vector<std::string> reports;
 
     ConcatModel() { Reset(0); }
+
+    static bool Knows(int type) { return type == 4 || type == 24; }
 
     // Bytes.
     static Index Size(const Bytes& b) { return static_cast<Index>(b.size()); }
@@ -81,11 +82,8 @@ struct ConcatModel {
         stage = 4;
         for (Bytes* buffer : {&gop, &remainder, &pending, &in, &audio}) buffer->clear();
         gopHasSeqHead = 0;
-        searched      = 0;
-        firstPull     = true;
-        synced = ignoreAudio = audioFound = packFound = groupFound = false;
-        format                                                     = 0;
-        status                                                     = kPiping;
+        ignoreAudio   = false;
+        status        = kPiping;
     }
 
     void Rewinded() {
@@ -93,67 +91,29 @@ struct ConcatModel {
         if (!header.empty()) status = kCollecting;
     }
 
-    int SetHeader(Bytes& head, int type) {
+    void SetHeader(const Bytes& head, int type) {
         Reset(0);
-        format = headerFormat = type;
-        status                = kCollecting;
-        if (type == 6) return 1;
-        header = head;
-        for (const int whole : {23, 26, 24, 4})
-            if (type == whole) return 1;
-        Index length = First(head, 0, 0xC0, 0xDF);
-        if (length < 0) length = Size(head);
-        if (type == 1) {
-            const Index video = First(head, length, 0xE0, 0xEF);
-            if (video > length) {
-                Remove(head, length, video);
-                length = Size(head);
-            }
-        }
-        header = Part(head, 0, length);
-        return 1;
+        headerFormat = type;
+        status       = kCollecting;
+        header       = head;
     }
 
     long CanPullData(long wanted) { return std::max(0L, wanted - static_cast<long>(pending.size())); }
 
     void EndOfStream() { Append(pending, {0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0, 0, 1, 0xB9}); }
 
-    std::string ReportStatus() const {
-        const char* words[] = {"UNKNOWN;", "COLLECTING_DATA;", "CONCATENATING_DATA;", "PIPING_DATA;"};
-        return std::string("status=") + words[status]
-               + (ignoreAudio ? "ignoreAudioHeader;" : "NotignoreAudioHeader;")
-               + "headerLen=" + std::to_string(header.size()) + ";audioPack=" + std::to_string(audio.size())
-               + ";" + (audioFound ? "AudioPackFound;" : "AudioPackNotFound;")
-               + (packFound ? "DataPackFound;" : "DataPackNotFound;")
-               + (groupFound ? "SeqHeadFound;" : "SeqHeadNotFound;");
-    }
-
     long PullData(Bytes& data, long wanted) {
         Check(wanted >= 0, 516, "bytesWants>=0");
         wanted = std::max(wanted, 0L);
         if (headerFormat == 4) return Mp2ConcatHandler(data, wanted);
-        if (headerFormat == 1) {
-            if (firstPull) {
-                Append(pending, header);
-                firstPull = synced = false;
-            }
-            if (!synced) {
-                const Index at = First(data, 0, 0xBA, 0xBA);
-                synced         = at >= 0;
-                Remove(data, 0, synced ? at : Size(data));
-            }
-        } else if (headerFormat != 23 && headerFormat != 26) {
-            if (status == kCollecting || status == kConcatenating) {
-                Append(in, data);
-                data.clear();
-                if (status == kCollecting) status = CollectData();
-                if (status == kConcatenating) status = ConcatAudioHead();
-                if (status != kPiping) return wanted;
-            }
-            Check(status != kUnknown, 626, "m_status==PIPING_DATA");
-            return PipeData(data, wanted);
+        if (status == kCollecting || status == kConcatenating) {
+            Append(in, data);
+            data.clear();
+            if (status == kCollecting) status = CollectData();
+            if (status == kConcatenating) status = ConcatAudioHead();
+            if (status != kPiping) return wanted;
         }
-        return OutputData(data, wanted);
+        return PipeData(data, wanted);
     }
 
     long OutputData(Bytes& data, long wanted) {
@@ -174,34 +134,15 @@ struct ConcatModel {
         return 0;
     }
 
-    // The splice of program streams, MP3 and transport streams.
     int CollectData() {
         Check(status == kCollecting, 272, "m_status==COLLECTING_DATA");
-        if (format == 6) {
-            const Index at = FindAudio(in, 0, 0, Size(in));
-            if (at < 0) return kCollecting;
-            Remove(in, 0, at);
-            Append(pending, in);
-            return status = kPiping;
-        }
-        if (format == 13) {
-            const Index at = FindTransport(in, searched);
-            if (Size(in) >= 564) searched = Size(in);
-            if (at <= 0) return kCollecting;
-            pending = header;
-            Remove(in, 0, at);
-            Append(pending, in);
-            return status = kPiping;
-        }
         Check(!header.empty(), 303, "m_header.GetSize()");
         const Index size         = Size(in);
         Index       partialAudio = -1, save = -1, lastPack = -1;
         for (Index i = 0; i < size - 3; ++i) {
             if (Code(in, i, 0xBA, 0xBA)) {
-                packFound = true;
                 save = lastPack = i;
             } else if (Code(in, i, 0xC0, 0xC0)) {
-                audioFound = true;
                 if (i + 7 <= size) ignoreAudio = At(in, i + 6) >> 6 != 2;
                 if (i + 7 <= size && ignoreAudio) {
                     audio.clear();
@@ -222,7 +163,6 @@ struct ConcatModel {
                 }
                 Check(!audio.empty(), 353, "audioBuffer.GetSize()");
             } else if (Code(in, i, 0xB8, 0xB8)) {
-                groupFound = true;
                 if ((!ignoreAudio && audio.empty()) || lastPack < 0) continue;
                 if (i + 12 <= size) return Splice(lastPack);
                 save = i;
@@ -393,17 +333,6 @@ struct ConcatModel {
         const Index video = First(pack, at, 0xE0, 0xEF);
         Remove(pack, at, video < 0 ? Size(pack) : video);
         return 1;
-    }
-
-    // Transport packets that lie with the next one in the first `before` bytes do not count.
-    static Index FindTransport(const Bytes& b, Index before) {
-        for (Index i = 0; i < 188 && Size(b) >= 564; ++i) {
-            if (At(b, i) != 0x47 || At(b, i + 188) != 0x47 || At(b, i + 376) != 0x47) continue;
-            for (Index at = i; at + 188 < Size(b); at += 188)
-                if (at + 376 > before && (At(b, at + 3) & 15) == 0 && (At(b, at + 188 + 3) & 15) == 1)
-                    return at;
-        }
-        return 0;
     }
 
     static Index FrameLength(const Bytes& b, Index at) {
