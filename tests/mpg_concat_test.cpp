@@ -287,11 +287,11 @@ TEST_F(MpgConcat, APackIsCompleteWhenTheNextBeginsAndThreeTransportPacketsWhenTh
     EXPECT_EQ(concat.GetPack(pack, buffer), 1);
     EXPECT_EQ(Content(pack), Join({Pack(true, 1), kSequence}));
     EXPECT_EQ(Content(buffer), MpegBuilder().Code(0xBA).Get());
-    const CKivDynaBuffer packets = Buffer(
-        Join({kJunk, TransportPacket(15), TransportPacket(0), TransportPacket(1), TransportPacket(2)}));
+    const CKivDynaBuffer packets =
+        Buffer(Join({kJunk, TransportPacket(1), TransportPacket(1), TransportPacket(0), TransportPacket(1)}));
     EXPECT_EQ(concat.findMTSSyncWord(packets, 0, 563), 0);
-    EXPECT_EQ(concat.findMTSSyncWord(packets, 0, 571), 6 + 188);
-    EXPECT_EQ(concat.findMTSSyncWord(packets, 7, 571), 6 + 188);
+    EXPECT_EQ(concat.findMTSSyncWord(packets, 0, 758), 6 + 376);
+    EXPECT_EQ(concat.findMTSSyncWord(packets, 7, 751), 6 + 376);
 }
 
 // ---- Program streams against the model.
