@@ -28,7 +28,13 @@
 #include "KivStreamFacts.h"
 #include "MpgConcat.h"
 
-// Management records: the plain structures, what packs them into bytes, and a description of their layouts.
+// Time values, and objects that notify others.
+#include "KivTime.h"
+#include "KivTrigger.h"
+
+// Management records: the plain structures, lists of them, what packs them into bytes, and a description of
+// their layouts.
+#include "KivRecordArray.h"
 #include "KivRecordCatalog.h"
 #include "KivRecords.h"
 #include "KivStructWrapper.h"

@@ -6,12 +6,17 @@
 
 namespace kiv::platform {
 
-std::uint32_t Now() noexcept { return static_cast<std::uint32_t>(::_time64(nullptr)); }
+std::tm LocalTime(std::uint32_t seconds) noexcept {
+    const __time64_t time = seconds;
+    std::tm          local{};
+    ::_localtime64_s(&local, &time);
+    return local;
+}
 
 std::string DateText(std::uint32_t seconds) {
-    const __time64_t time     = seconds;
-    char             text[26] = ""; // as the runtime asks for, with line feed and NUL
-    ::_ctime64_s(text, sizeof text, &time);
+    const std::tm local    = LocalTime(seconds);
+    char          text[26] = ""; // as the runtime asks for, with line feed and NUL
+    ::asctime_s(text, sizeof text, &local);
     return std::string(text, std::strcspn(text, "\n"));
 }
 
