@@ -1,4 +1,4 @@
-// Reading files through POSIX descriptors.
+// Reading and writing files through POSIX descriptors.
 #include "platform/file.h"
 
 #include <cerrno>
@@ -6,8 +6,13 @@
 #include <new>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <utility>
 
 namespace kiv::platform {
+
+FileHandle::~FileHandle() {
+    if (m_handle != kNone) ::close(static_cast<int>(m_handle));
+}
 
 std::unique_ptr<File> File::OpenForReading(const char* path) noexcept {
     // O_NONBLOCK: a FIFO without a writer would hold the opening up; it means nothing for a regular file
@@ -24,8 +29,6 @@ std::unique_ptr<File> File::OpenForReading(const char* path) noexcept {
     return file;
 }
 
-File::~File() { ::close(static_cast<int>(m_handle)); }
-
 std::size_t File::ReadAt(std::uint64_t offset, std::span<unsigned char> into) const noexcept {
     std::size_t done = 0;
     while (done < into.size()) {
@@ -39,5 +42,27 @@ std::size_t File::ReadAt(std::uint64_t offset, std::span<unsigned char> into) co
     }
     return done;
 }
+
+std::unique_ptr<OutputFile> OutputFile::Open(const char* path, Existing existing) noexcept {
+    constexpr mode_t            kOwnerWritesGroupReads = 0640;
+    const int                   onlyNew                = existing == Existing::Refuse ? O_EXCL : 0;
+    std::unique_ptr<OutputFile> file(new (std::nothrow) OutputFile);
+    if (!file) return nullptr;
+    file->m_handle =
+        ::open(path, O_WRONLY | O_CREAT | O_CLOEXEC | O_NOCTTY | onlyNew, kOwnerWritesGroupReads);
+    return file->m_handle == kNone ? nullptr : std::move(file);
+}
+
+bool OutputFile::Write(std::string_view bytes) noexcept {
+    while (!bytes.empty()) {
+        const ssize_t written = ::write(static_cast<int>(m_handle), bytes.data(), bytes.size());
+        if (written < 0 && errno == EINTR) continue;
+        if (written <= 0) return false;
+        bytes.remove_prefix(static_cast<std::size_t>(written));
+    }
+    return true;
+}
+
+bool OutputFile::Commit() noexcept { return ::fsync(static_cast<int>(m_handle)) == 0; }
 
 } // namespace kiv::platform

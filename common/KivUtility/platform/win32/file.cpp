@@ -1,9 +1,10 @@
-// Reading files through Win32 handles.
+// Reading and writing files through Win32 handles.
 #include "platform/file.h"
 
 #include "KivPlatform.h"
 
 #include <new>
+#include <utility>
 
 namespace kiv::platform {
 
@@ -11,12 +12,17 @@ namespace {
 
 HANDLE HandleOf(std::intptr_t handle) { return reinterpret_cast<HANDLE>(handle); }
 
+constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+
 } // namespace
 
+FileHandle::~FileHandle() {
+    if (m_handle != kNone) ::CloseHandle(HandleOf(m_handle));
+}
+
 std::unique_ptr<File> File::OpenForReading(const char* path) noexcept {
-    const HANDLE handle =
-        ::CreateFileA(path, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
-                      OPEN_EXISTING, FILE_FLAG_SEQUENTIAL_SCAN, nullptr);
+    const HANDLE handle = ::CreateFileA(path, GENERIC_READ, kShareAll, nullptr, OPEN_EXISTING,
+                                        FILE_FLAG_SEQUENTIAL_SCAN, nullptr);
     if (handle == INVALID_HANDLE_VALUE) return nullptr;
     LARGE_INTEGER         size{};
     std::unique_ptr<File> file;
@@ -27,8 +33,6 @@ std::unique_ptr<File> File::OpenForReading(const char* path) noexcept {
     if (!file) ::CloseHandle(handle);
     return file;
 }
-
-File::~File() { ::CloseHandle(HandleOf(m_handle)); }
 
 std::size_t File::ReadAt(std::uint64_t offset, std::span<unsigned char> into) const noexcept {
     std::size_t done = 0;
@@ -48,5 +52,23 @@ std::size_t File::ReadAt(std::uint64_t offset, std::span<unsigned char> into) co
     }
     return done;
 }
+
+std::unique_ptr<OutputFile> OutputFile::Open(const char* path, Existing existing) noexcept {
+    const DWORD                 disposition = existing == Existing::Refuse ? CREATE_NEW : OPEN_ALWAYS;
+    std::unique_ptr<OutputFile> file(new (std::nothrow) OutputFile);
+    if (!file) return nullptr;
+    file->m_handle = reinterpret_cast<std::intptr_t>(
+        ::CreateFileA(path, GENERIC_WRITE, kShareAll, nullptr, disposition, FILE_ATTRIBUTE_NORMAL, nullptr));
+    return HandleOf(file->m_handle) == INVALID_HANDLE_VALUE ? nullptr : std::move(file);
+}
+
+bool OutputFile::Write(std::string_view bytes) noexcept {
+    DWORD written = 0;
+    return ::WriteFile(HandleOf(m_handle), bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr)
+               != 0
+           && written == bytes.size();
+}
+
+bool OutputFile::Commit() noexcept { return ::FlushFileBuffers(HandleOf(m_handle)) != 0; }
 
 } // namespace kiv::platform
