@@ -28,10 +28,6 @@
 #include "KivStreamFacts.h"
 #include "MpgConcat.h"
 
-// Time values, and objects that notify others.
-#include "KivTime.h"
-#include "KivTrigger.h"
-
 // Management records: the plain structures, lists of them, what packs them into bytes, and a description of
 // their layouts.
 #include "KivRecordArray.h"
@@ -45,11 +41,17 @@
 #include "KivReturnCodes.h"
 #include "KivStrRes.h"
 
-// Events: the poster that carries a server's reports to its console.
+// Events and errors: the poster that carries a server's reports to its console, and the chain of errors that
+// led to one.
 #include "KivSvrPostMsg.h"
+#include "errStack.h"
 
 // Threads: what they take, and what they wait for.
 #include "KivSynchronizeUtil.h"
+
+// Time values, and objects that notify others.
+#include "KivTime.h"
+#include "KivTrigger.h"
 
 // Host configuration: the registry, and paths.
 #include "KivPathParser.h"
