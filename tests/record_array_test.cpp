@@ -34,8 +34,9 @@ template <class Array> void IsTheSameListInEveryCopyAndInNoOther() {
     moved = copy = other;
     EXPECT_TRUE(moved == other && moved.size() == 3 && moved != list);
     // as many as make the product a small one where it has 32 bits
-    if (sizeof(std::size_t) == 4)
+    if (sizeof(std::size_t) == 4) {
         EXPECT_EQ(Array(static_cast<int>(0x100000000 / sizeof list[0] + 1)).size(), 0);
+    }
 }
 
 TEST(RecordArray, IsTheSameListInEveryCopyAndInNoOther) {
