@@ -6,6 +6,10 @@ set(CMAKE_CXX_VISIBILITY_PRESET hidden)
 set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 
+# With symbols that the whole process shares, as GCC makes of what inline functions keep, the loader never
+# unloads a library again.
+add_compile_options($<$<CXX_COMPILER_ID:GNU>:-fno-gnu-unique>)
+
 # The folder of the platform seam's implementations.
 set(KIV_PLATFORM $<IF:$<BOOL:${WIN32}>,win32,posix>)
 

@@ -46,7 +46,7 @@ struct GUID {
 inline bool operator==(const GUID& a, const GUID& b) { return std::memcmp(&a, &b, sizeof(GUID)) == 0; }
 
 // Names a window; null is none. It is an identity and points to nothing: the handle of a window that is gone
-// names no other one, for as long as the process lives.
+// names no other one, for as long as the library stays loaded.
 using HWND = struct KivWindow*;
 
 // The two words that a message carries, each wide enough for a pointer.

@@ -3,6 +3,7 @@
 
 #include "KivStrRes.h"
 #include "PopUp.h"
+#include "Undying.h"
 #include "platform/executable.h"
 #include "platform/wallclock.h"
 #include "platform/window.h"
@@ -52,11 +53,10 @@ const char* SeverityName(std::uint32_t eventType) {
     }
 }
 
-// Guards the log files. Never destroyed: there may be posts until the process ends.
-std::mutex& LogLock() {
-    static std::mutex& lock = *new std::mutex;
-    return lock;
-}
+struct LogMutex : std::mutex {};
+
+// Guards the log files; there may be posts until the process ends.
+std::mutex& LogLock() { return kiv::Undying<LogMutex>(); }
 
 std::string LogLine(const Kiv_EVENTLOG_INFO& event) {
     const auto* const end = std::ranges::find(event.text, '\0');

@@ -46,12 +46,14 @@
 #include "KivSvrPostMsg.h"
 #include "errStack.h"
 
-// Threads: what they take, and what they wait for.
-#include "KivSynchronizeUtil.h"
-
 // Time values, and objects that notify others.
 #include "KivTime.h"
 #include "KivTrigger.h"
+
+// Threads: what they take and wait for, the threads themselves, and the signals that they send one another.
+#include "KivSignal.h"
+#include "KivSynchronizeUtil.h"
+#include "KivThread.h"
 
 // Host configuration: the registry, and paths.
 #include "KivPathParser.h"

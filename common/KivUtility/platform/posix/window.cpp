@@ -1,12 +1,14 @@
 // Windows of a system that has none: message queues, found by their handles.
 #include "platform/window.h"
 
+#include "Undying.h"
+
 #include <chrono>
 #include <condition_variable>
 #include <deque>
+#include <map>
 #include <mutex>
 #include <new>
-#include <unordered_map>
 
 namespace kiv::platform {
 
@@ -17,16 +19,13 @@ constexpr std::size_t kMaxMessages = 10000; // as the message queues of Windows
 // One lock for all windows: a process has one console, seldom two, and one lock costs a post less than a lock
 // for the table and another for the queue.
 struct WindowTable {
-    std::mutex                              lock; // guards all that follows, and the queues' messages
-    std::uintptr_t                          lastHandle = 0;
-    std::unordered_map<HWND, MessageQueue*> queues;
+    std::mutex                    lock; // guards all that follows, and the queues' messages
+    std::uintptr_t                lastHandle = 0;
+    std::map<HWND, MessageQueue*> queues; // which holds nothing once it is empty
 };
 
-// Never destroyed: there may be posts until the process ends.
-WindowTable& Table() {
-    static WindowTable& table = *new WindowTable;
-    return table;
-}
+// There may be posts until the process ends.
+WindowTable& Table() { return Undying<WindowTable>(); }
 
 } // namespace
 

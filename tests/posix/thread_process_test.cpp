@@ -1,0 +1,90 @@
+// What threads have to do with the rest of a process: signals, priorities, and forks.
+#include "KivUtility.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <functional>
+#include <iterator>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <thread>
+#include <unistd.h>
+
+namespace {
+
+struct Worker : KivThread {
+    explicit Worker(std::function<void()> toDo) : body(std::move(toDo)) {}
+
+    void run() override { body(); }
+
+    std::function<void()> body;
+};
+
+// Its parent's blocked signals are not its own: a server blocks them all in its workers.
+TEST(ThreadOfAProcess, IsSuspendedWithSignalsBlockedAndKeepsItsErrno) {
+    std::atomic<int>  turns = 0, changes = 0;
+    std::atomic<bool> quit = false;
+    Worker            worker([&] {
+        for (errno = 4711; !quit; ++turns) changes += errno != 4711;
+    });
+    ::sigset_t        all, before;
+    ::sigfillset(&all);
+    ::pthread_sigmask(SIG_SETMASK, &all, &before);
+    ASSERT_TRUE(worker.start());
+    ::pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    for (int i = 0; i < 100; ++i) {
+        worker.suspend();
+        worker.resume();
+        for (const int seen = turns; turns == seen;) std::this_thread::yield();
+    }
+    quit = true;
+    worker.join();
+    EXPECT_EQ(changes, 0);
+}
+
+TEST(ThreadOfAProcess, RunsAtThePriorityThatTheSystemGrants) {
+    constexpr int kRows[] = {KivThread::PRIORITY_NORMAL, 3, -1, KivThread::PRIORITY_LOW, 3};
+    constexpr int kNice[] = {0, 0, 0, 10, 10};
+    Semaphore     next, done;
+    int           nice = 0;
+    Worker        worker([&] {
+        for (std::size_t i = 0; i < std::size(kRows); ++i) {
+            next.wait();
+            nice = ::getpriority(PRIO_PROCESS, 0);
+            done.post(1);
+        }
+    });
+    ASSERT_TRUE(worker.start());
+    const int origin = ::getpriority(PRIO_PROCESS, 0);
+    for (std::size_t i = 0; i < std::size(kRows); ++i) {
+        worker.setPriority(static_cast<KivThread::ThreadPriority>(kRows[i]));
+        next.post(1);
+        done.wait();
+        EXPECT_EQ(nice, std::min(std::max(origin, kNice[i]), 19)) << i;
+    }
+    worker.join();
+}
+
+TEST(ThreadOfAProcess, HasEndedInAForkedOne) {
+    ASSERT_EQ(g_theSignalDispatcher.StartUp(), 0);
+    const ::pid_t child = ::fork();
+    if (child == 0) {
+        g_theSignalDispatcher.join();
+        g_theSignalDispatcher.suspend();
+        std::exit(g_theSignalDispatcher.isAlive() ? 1 : 0); // with the destructors
+    }
+    int status = -1;
+    EXPECT_EQ(::waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
+    EXPECT_TRUE(g_theSignalDispatcher.isAlive()); // in this one
+    g_theSignalDispatcher.stop();
+    g_theSignalRegistrar.signal();
+    g_theSignalDispatcher.join();
+}
+
+} // namespace
