@@ -19,7 +19,7 @@ constexpr std::uint64_t kFirstPacket = 50;
 
 // A packet that is smaller has hardly room for its own headers: nobody writes such, and there would be too
 // many of them to walk through.
-constexpr std::uint32_t kLeastPacketSize = 64;
+constexpr std::uint32_t kLeastPacketSize = 128;
 
 constexpr double kUnitsPerSecond = 1e7;
 constexpr double kMsPerSecond    = 1000;
@@ -160,15 +160,16 @@ std::uint32_t CountPacket(StreamReader& reader, StreamCursor packet, Tallies& ta
     return head->length;
 }
 
-// Packets of one size follow one another whatever they hold. Where a file does not tell one size, as it
-// should, the packets' own lengths lead on.
+// Packets of one size follow one another whatever they hold; one that the end cuts counts for nothing. Where
+// a file does not tell one size, as it should, the packets' own lengths lead on.
 Tallies CountPackets(StreamReader& reader, const FileProperties& file, const Data& data) {
     Tallies             tallies{};
     const std::uint32_t most = file.mostPacketSize;
     if (most < kLeastPacketSize) return tallies;
     const bool isFixed = file.leastPacketSize == most;
     for (std::uint64_t at = data.begin; at < data.end;) {
-        const std::uint64_t end    = std::min(data.end, at + most);
+        const std::uint64_t end = std::min(data.end, at + most);
+        if (isFixed && end - at < most) break;
         const std::uint32_t length = CountPacket(reader, {reader, at, end}, tallies);
         at += isFixed || length == 0 ? most : std::clamp(length, kLeastPacketSize, most);
     }
@@ -212,11 +213,13 @@ Kiv_MEDIA_FORMAT_TYPE CMObjASFParser::ParseBitStream(CKivBitStream* stream, int 
     Measure               seconds{DeclaredSeconds(file), kKivOrigin_Declared};
     if (seconds.value <= 0) seconds = {SecondsOf(*header, tallies), kKivOrigin_Timestamps};
 
-    const unsigned video    = header->First(Media::Video);
-    const unsigned measured = video != 0 ? video : header->First(Media::Audio);
-    Measure        frames{static_cast<double>(tallies[measured].objects), kKivOrigin_Counted};
+    const unsigned video     = header->First(Media::Video);
+    const unsigned measured  = video != 0 ? video : header->First(Media::Audio);
     const double   frameTime = static_cast<double>(header->streams[measured].frameTime);
-    if (frames.value <= 0 && frameTime > 0)
+    Measure        frames{static_cast<double>(tallies[measured].objects), kKivOrigin_Counted};
+    if (measured == 0)
+        frames = {}; // payloads of streams that the header does not tell
+    else if (frames.value <= 0 && frameTime > 0)
         frames = {seconds.value * kUnitsPerSecond / frameTime, kKivOrigin_Estimated};
 
     if (seconds.value > 0)

@@ -1,0 +1,174 @@
+// The ASF parser: packets of every form, what the header tells, and what wrong sizes do.
+#include "measured.h"
+
+namespace {
+
+using namespace test;
+
+const auto kMeasured = Measured<CMObjASFParser>;
+
+Bytes Guid(unsigned first, unsigned second, const char* rest) {
+    return Join({Little(first), Little(second, 2), Little(0x11CF, 2), Text({rest, 8})});
+}
+
+constexpr char kHeaderTail[] = "\xA6\xD9\0\xAA\0\x62\xCE\x6C",
+               kMediaTail[]  = "\xA8\xFD\0\x80\x5F\x5C\x44\x2B";
+
+const Bytes kHeader = Guid(0x75B22630, 0x668E, kHeaderTail), kData = Guid(0x75B22636, 0x668E, kHeaderTail);
+const Bytes kFile      = Guid(0x8CABDCA1, 0xA947, "\x8E\xE4\0\xC0\x0C\x20\x53\x65");
+const Bytes kStream    = Guid(0xB7DC0791, 0xA9B7, "\x8E\xE6\0\xC0\x0C\x20\x53\x65");
+const Bytes kExtension = Guid(0x5FBF03B5, 0xA92E, "\x8E\xE3\0\xC0\x0C\x20\x53\x65");
+const Bytes kExtended  = Join({Little(0x14E6A5CB), Text("\x72\xC6\x32\x43\x83\x99\xA9\x69\x52\x06\x5B\x5A")});
+const Bytes kVideo = Guid(0xBC19EFC0, 0x5B4D, kMediaTail), kAudio = Guid(0xF8699E40, 0x5B4D, kMediaTail);
+
+Bytes Object(const Bytes& id, const Bytes& content) {
+    return Join({id, Little(content.size() + 24, 8), content});
+}
+
+Bytes StreamObject(const Bytes& kind, unsigned number) {
+    return Object(kStream, Join({kind, Bytes(32), Little(number, 2), Bytes(35)}));
+}
+
+// With a name and a payload extension in front of what it holds.
+Bytes ExtensionObject(unsigned number, unsigned frameTime, const Bytes& held = {}) {
+    const Bytes stream =
+        Join({Bytes(48), Little(number, 2), Bytes(2), Little(frameTime, 8), Little(1, 2), Little(1, 2),
+              Bytes(2), Little(3, 2), Bytes(3 + 18), Little(5), Bytes(5), held});
+    return Object(kExtension, Join({Bytes(22), Object(kExtended, stream)}));
+}
+
+// A field by its length type.
+Bytes Sized(unsigned value, unsigned type) { return Little(value, type == 3 ? 4 : type); }
+
+struct Payload {
+    unsigned stream = 1, offset = 0, ms = 0;
+    Bytes    small = {}; // a compressed payload's media objects
+
+    Bytes Get(unsigned properties, unsigned lengthType) const {
+        const Bytes content = small.empty() ? Text("0123456") : small;
+        const Bytes time    = Join({Little(7), Little(ms)});
+        return Join({Little(stream | 0x80, 1), Sized(9, properties >> 4 & 3),
+                     Sized(small.empty() ? offset : ms, properties >> 2 & 3),
+                     Sized(small.empty() ? 8 : 1, properties & 3), small.empty() ? time : Bytes{20},
+                     Sized(static_cast<unsigned>(content.size()), lengthType), content});
+    }
+};
+
+constexpr unsigned    kUsual  = 0x5D; // as writers have it: 1, 4 and 1 bytes
+constexpr std::size_t kPacket = 200;
+
+// headTypes: the length types of sequence, padding and packet length, where the packet tells them.
+Bytes Packet(const std::vector<Payload>& payloads, unsigned headTypes = 1 << 2, unsigned properties = kUsual,
+             unsigned lengthType = 2, const Bytes& correction = {0x82, 0, 0}) {
+    const unsigned padding = headTypes >> 2 & 3, length = headTypes >> 4 & 3;
+    const bool     isSingle = lengthType == 0;
+    Bytes          body     = isSingle ? Bytes() : Little(payloads.size() | lengthType << 6, 1);
+    for (const Payload& payload : payloads) body = Join({body, payload.Get(properties, lengthType)});
+    const auto head = [&](std::size_t pad, std::size_t all) {
+        return Join({correction, Little(headTypes << 1 | (isSingle ? 0 : 1), 1), Little(properties, 1),
+                     Sized(static_cast<unsigned>(all), length), Sized(5, headTypes & 3),
+                     Sized(static_cast<unsigned>(pad), padding), Bytes(6), body});
+    };
+    const std::size_t used = head(0, 0).size(), told = padding != 0 ? kPacket : used;
+    return Join({head(told - used, told), Bytes(kPacket - used, 0xEE)});
+}
+
+struct AsfFile {
+    Bytes              streams = Join({StreamObject(kAudio, 2), StreamObject(kVideo, 1)});
+    std::vector<Bytes> packets = std::vector<Bytes>(3, Packet({{.ms = 3040}, {.stream = 2, .ms = 3000}}));
+    unsigned           flags = 2, seconds = 5, preroll = 3000, packetSize = kPacket, mostPacketSize = kPacket;
+    std::size_t        fileSize = 0, dataSize = 1; // 1: as it is
+
+    Bytes Get() const {
+        const Bytes file = Join({Bytes(16), Little(fileSize, 8), Bytes(16), Little(seconds * 10000000ULL, 8),
+                                 Bytes(8), Little(preroll, 8), Little(flags), Little(packetSize),
+                                 Little(mostPacketSize), Little(800000)});
+        const Bytes header = Object(kHeader, Join({Bytes(6), Object(kFile, file), streams}));
+        Bytes       data   = Bytes(26);
+        for (const Bytes& packet : packets) data = Join({data, packet});
+        return Join({header, kData, Little(dataSize == 1 ? data.size() + 24 : dataSize, 8), data});
+    }
+};
+
+// A single payload, which reaches to the padding, and several; only the one at offset 0 begins a frame.
+TEST(AsfParser, CountsMediaObjectsInPacketsOfEveryForm) {
+    const auto expectTwo = [](unsigned head, unsigned properties, unsigned lengthType) {
+        const bool isSingle = lengthType == 0, hasNoEnd = (head >> 2) == 0; // but the packet's own
+        if ((properties & 3) == 0 || (properties >> 2 & 3) == 0 || (isSingle && hasNoEnd)) return;
+        std::vector<Payload> payloads = {{.offset = 7}, {.ms = 5}};
+        if (isSingle) payloads.erase(payloads.begin());
+        const Bytes correction = head % 2 == 0 ? Bytes() : Bytes{0x82, 0, 0};
+        const Bytes packet     = Packet(payloads, head, properties, lengthType, correction);
+        EXPECT_EQ(kMeasured(AsfFile{.packets = {packet, packet}}.Get(), {}), "8: 2 counted, 2 declared")
+            << head << ' ' << properties << ' ' << lengthType;
+    };
+    for (unsigned head = 0; head < 64; ++head) expectTwo(head, kUsual, head % 4);
+    for (unsigned types = 0; types < 256; ++types) expectTwo(1 << 2, types >> 2 | 0x40, types & 3);
+}
+
+TEST(AsfParser, MeasuresByTheBestThatTheFileTells) {
+    const Payload            small{.ms = 3000, .small = {2, 0, 0, 0, 1, 0}}; // one of them has no bytes
+    const Bytes              second = Packet({{.ms = 3040}, {.stream = 2, .ms = 3500}});
+    const std::vector<Bytes> times  = {Packet({{.ms = 3000}, {.stream = 2, .ms = 2900}}), second};
+    const Bytes              opaque = With(second, 0, {0x92}), badLengths = With(second, 0, {0xA2}),
+                tooMany = With(second, 14, {0xBF});
+    for (const auto& [file, measured] : std::initializer_list<std::pair<AsfFile, std::string>>{
+             {{}, "8: 3 counted, 2 declared"},
+             {{.streams = StreamObject(kAudio, 2)}, "8: 3 counted, 2 declared"},
+             {{.streams = StreamObject(kAudio, 0)}, "8: 0 none, 2 declared"},
+             {{.streams = ExtensionObject(1, 400000, StreamObject(kVideo, 1))}, "8: 3 counted, 2 declared"},
+             // damage costs its own packet only
+             {{.packets = {opaque, second, badLengths, tooMany, second}}, "8: 3 counted, 2 declared"},
+             {{.packets = {Packet({small})}}, "8: 2 counted, 2 declared"},
+             // nothing to count
+             {{.streams      = Join({StreamObject(kVideo, 1), ExtensionObject(1, 400000)}),
+             .packetSize     = 127,
+             .mostPacketSize = 127},
+              "8: 50 estimated, 2 declared"},
+             {{.packetSize = 0, .mostPacketSize = 0}, "8: 0 none, 2 declared"},
+             // packets with lengths of their own
+             {{.packets      = {First(Packet({{}}, 0x24), 200), Packet({{}}, 0x24)},
+             .packetSize     = 0,
+             .mostPacketSize = 4000},
+              "8: 2 counted, 2 declared"},
+             // broadcasts, and recordings broken off: 2.9 to 3.5 s and the average of each stream, 0.6 s
+             {{.packets = times, .flags = 1}, "8: 2 counted, 1.2 timestamps"},
+             {{.packets = times, .seconds = 3, .dataSize = 50}, "8: 2 counted, 1.2 timestamps"},
+             {{.packets = times, .flags = 1, .fileSize = 9999999, .dataSize = 0},
+              "8: 2 counted, 1.2 timestamps"},
+             // what passes the end
+             {{.fileSize = 9999999}, "8: 3 counted, 2 declared, cut"},
+             {{.dataSize = SIZE_MAX}, "8: 3 counted, 2 declared, cut"},
+         })
+        EXPECT_EQ(kMeasured(file.Get(), {}), measured);
+}
+
+TEST(AsfParser, KeepsTheTypeOfTheExtension) {
+    EXPECT_EQ(kMeasured(AsfFile().Get(), kKivFmt_Wmv), "20: 3 counted, 2 declared");
+    EXPECT_EQ(kMeasured(AsfFile().Get(), kKivFmt_AsfStream), "8: 3 counted, 2 declared");
+    TempFolder     folder;
+    CMObjParserMgr manager;
+    for (const auto& [name, type] : {std::pair{"a.asf", 8}, {"a.WMA", 20}}) {
+        for (const Bytes& content : {AsfFile().Get(), Text("none of it"), With(AsfFile().Get(), 30, kStream)})
+            EXPECT_EQ(manager.parse(folder.Write(name, content).c_str())->GetMediaType(), type) << name;
+    }
+}
+
+// Measured as far as it goes, and each size made wrong: objects that lead nowhere end the header.
+TEST(AsfParser, BearsCutsAndLyingSizes) {
+    const Bytes nested = Object(kExtension, Join({Bytes(22), ExtensionObject(1, 9), ExtensionObject(1, 9)}));
+    const Bytes whole  = AsfFile{.streams = Join({AsfFile().streams, nested})}.Get();
+    for (std::size_t size = 0; size < whole.size(); ++size) {
+        const std::string measured = kMeasured(First(whole, size), {});
+        const std::size_t frames =
+            size < whole.size() - 3 * kPacket ? 0 : 3 - (whole.size() - size + kPacket - 1) / kPacket;
+        ASSERT_EQ(measured.substr(0, 4), size < 134 ? "0: 0" : "8: " + std::to_string(frames)) << size;
+        ASSERT_EQ(measured.ends_with(", cut"), size >= 134) << size;
+    }
+    for (std::size_t at = 16; at < whole.size() - 3 * kPacket - 8; ++at) {
+        for (const unsigned long long size : {0ULL, 23ULL, 24ULL, ~0ULL, 0ULL - at})
+            kMeasured(With(whole, at, Little(size, 8)), {});
+    }
+}
+
+} // namespace
