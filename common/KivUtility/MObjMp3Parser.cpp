@@ -56,6 +56,7 @@ constexpr Signature kContainers[] = {
     {4, "wide"},
     {4, "free"},
     {4, "skip"},
+    {4, "pnot"},
 };
 
 bool BeginsAsContainer(ByteSpan bytes) {
