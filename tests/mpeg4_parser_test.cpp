@@ -132,12 +132,12 @@ TEST(Mpeg4Parser, TellsACutFile) {
 struct Fragment {
     unsigned flags   = 0;
     Bytes    samples = Big(10);
-    Bytes    header = Numbers({0x20000, 1}), time = {};
+    Bytes    header = Numbers({0x20000, 1}), time = {}, before = {};
 
     Bytes Get() const {
         const Bytes tfdt = time.empty() ? Bytes() : Atom("tfdt", time);
         const Bytes trun = Atom("trun", Join({Big(flags), samples}));
-        return Join({Atom("moof", Atom("traf", Join({Atom("tfhd", header), tfdt, trun}))), kData});
+        return Join({Atom("moof", Atom("traf", Join({Atom("tfhd", header), tfdt, before, trun}))), kData});
     }
 };
 
@@ -159,6 +159,7 @@ TEST(Mpeg4Parser, CountsAndTimesFragments) {
     expect({{}}, 60, 4, 1, {});                       // behind the samples of the tables
     expect({{}}, 60, 3, 1, {.edits = Numbers({1, 200, 25, 1})});
     expect({{.header = Numbers({0xB, 1, 0, 0, 0, 10})}}, 10, 4); // as the fragment has it
+    expect({{.before = Atom("trun", Numbers({0, 5}))}}, 15, 3);
     // clocks that began long before, of 32 and 64 bits, not in order
     expect({{.time = Numbers({0, 5050})}, {.time = Numbers({0, 5000})}}, 20, 4);
     expect({{.time = Join({Big(1U << 24), Big(1ULL << 40, 8)})}}, 10, 2);
@@ -204,7 +205,8 @@ TEST(Mpeg4Parser, KnowsItsFilesAndNoOthers) {
 
 // Every atom's size made wrong by turns, and atoms 20,000 deep: nothing is read behind the block or for ever.
 TEST(Mpeg4Parser, BearsLyingSizesAndDepth) {
-    const Bytes whole = Join({kType, Movie({{.edits = Numbers({1, 500, 0, 1})}}), Fragment().Get(), kData});
+    const Track track{.sizes = Join({Numbers({0, kOnes}), Bytes(200)}), .edits = Numbers({1, 500, 0, 1})};
+    const Bytes whole = Join({kType, Movie({track}), Fragment().Get(), kData});
     for (std::size_t at = kType.size(); at + 8 <= whole.size(); ++at) {
         if (!std::all_of(whole.data() + at + 4, whole.data() + at + 8,
                          [](int c) { return c >= 'a' && c <= 'z'; }))

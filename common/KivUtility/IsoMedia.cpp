@@ -410,7 +410,7 @@ void Reader::ReadRun(const Atom& atom) {
 
     double  next = m_decodeTime;
     Stretch shown{std::numeric_limits<double>::max(), 0};
-    if ((flags & (kHasDuration | kHasOffset)) == 0) {
+    if (table.entryBytes == 0 || (flags & (kHasDuration | kHasOffset)) == 0) {
         next += static_cast<double>(samples) * m_sampleDuration;
         shown = {m_decodeTime, next};
     } else {
