@@ -42,14 +42,14 @@ Bytes Sized(unsigned value, unsigned type) { return Little(value, type == 3 ? 4 
 
 struct Payload {
     unsigned stream = 1, offset = 0, ms = 0;
-    Bytes    small = {}; // a compressed payload's media objects
+    Bytes    compressed = {}; // a compressed payload's media objects
 
     Bytes Get(unsigned properties, unsigned lengthType) const {
-        const Bytes content = small.empty() ? Text("0123456") : small;
+        const Bytes content = compressed.empty() ? Text("0123456") : compressed;
         const Bytes time    = Join({Little(7), Little(ms)});
         return Join({Little(stream | 0x80, 1), Sized(9, properties >> 4 & 3),
-                     Sized(small.empty() ? offset : ms, properties >> 2 & 3),
-                     Sized(small.empty() ? 8 : 1, properties & 3), small.empty() ? time : Bytes{20},
+                     Sized(compressed.empty() ? offset : ms, properties >> 2 & 3),
+                     Sized(compressed.empty() ? 8 : 1, properties & 3), compressed.empty() ? time : Bytes{20},
                      Sized(static_cast<unsigned>(content.size()), lengthType), content});
     }
 };
@@ -107,7 +107,7 @@ TEST(AsfParser, CountsMediaObjectsInPacketsOfEveryForm) {
 }
 
 TEST(AsfParser, MeasuresByTheBestThatTheFileTells) {
-    const Payload            small{.ms = 3000, .small = {2, 0, 0, 0, 1, 0}}; // one of them has no bytes
+    const Payload            blocks{.ms = 3000, .compressed = {2, 0, 0, 0, 1, 0}}; // one of them has no bytes
     const Bytes              second = Packet({{.ms = 3040}, {.stream = 2, .ms = 3500}});
     const std::vector<Bytes> times  = {Packet({{.ms = 3000}, {.stream = 2, .ms = 2900}}), second};
     const Bytes              opaque = With(second, 0, {0x92}), badLengths = With(second, 0, {0xA2}),
@@ -119,7 +119,7 @@ TEST(AsfParser, MeasuresByTheBestThatTheFileTells) {
              {{.streams = ExtensionObject(1, 400000, StreamObject(kVideo, 1))}, "8: 3 counted, 2 declared"},
              // damage costs its own packet only
              {{.packets = {opaque, second, badLengths, tooMany, second}}, "8: 3 counted, 2 declared"},
-             {{.packets = {Packet({small})}}, "8: 2 counted, 2 declared"},
+             {{.packets = {Packet({blocks})}}, "8: 2 counted, 2 declared"},
              // nothing to count
              {{.streams      = Join({StreamObject(kVideo, 1), ExtensionObject(1, 400000)}),
              .packetSize     = 127,

@@ -50,15 +50,15 @@ Bytes OfSeveral(unsigned picture) {
 struct RmFile {
     Bytes streams = Join(
         {StreamChunk("audio/x-pn-realaudio", 0, 1000), StreamChunk("video/x-pn-realvideo", 1, 2000, kVideo)});
-    Bytes       packets = Join({Packet(1, 0, kWhole), Packet(0, 20, {1}), Packet(1, 40, kWhole, 1)});
-    unsigned    ms = 1500, flags = 3, told = 3;
-    std::size_t dataSize = SIZE_MAX; // as it is
+    Bytes              packets = Join({Packet(1, 0, kWhole), Packet(0, 20, {1}), Packet(1, 40, kWhole, 1)});
+    unsigned           ms = 1500, flags = 3, told = 3;
+    unsigned long long dataSize = ~0ULL; // as it is
 
     Bytes Get() const {
         const Bytes properties = Join({Bytes(20), Big(ms), Bytes(14), Big(flags, 2)});
         const Bytes data       = Join({Big(told), Bytes(4), packets});
         return Join({Chunk(".RMF", Bytes(8)), Chunk("PROP", properties), Chunk("CONT", Bytes(8)), streams,
-                     Text("DATA"), Big(dataSize == SIZE_MAX ? data.size() + 10 : dataSize), Bytes(2), data});
+                     Text("DATA"), Big(dataSize == ~0ULL ? data.size() + 10 : dataSize), Bytes(2), data});
     }
 };
 

@@ -288,9 +288,10 @@ std::optional<Facts> ReadRealAudio(StreamReader& reader) {
     const std::uint32_t bytesOfFrame  = is3 ? 20 : BigEndian<std::uint32_t>(header, 24);
     const std::uint32_t bytesOfMinute = is3 ? 60000 : BigEndian<std::uint32_t>(header, 32);
     const std::uint64_t left          = reader.Size() - std::min(begin, reader.Size());
+    const std::uint64_t frames        = bytesOfFrame != 0 ? left / bytesOfFrame : 0;
     const auto          bytes         = static_cast<double>(left);
     Facts               facts;
-    facts.frames  = bytesOfFrame != 0 ? static_cast<double>(left / bytesOfFrame) : 0;
+    facts.frames  = static_cast<double>(frames);
     facts.seconds = bytesOfMinute != 0 ? bytes * kSecondsPerMinute / bytesOfMinute : 0;
     facts.cut     = begin > reader.Size() || bytesTold > left;
     return facts;
