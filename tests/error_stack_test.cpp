@@ -6,7 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <regex>
+#include <sstream>
 #include <thread>
 #include <tuple>
 #include <vector>
@@ -30,9 +30,12 @@ std::string Of(const CKivErrorStack& stack) {
     return lines;
 }
 
-// The messages alone.
+// The messages alone, of one letter each.
 std::string Text(const CKivErrorStack& stack) {
-    return std::regex_replace(Of(stack), std::regex(".* |\n"), "");
+    std::string        text;
+    std::istringstream lines(Of(stack));
+    for (std::string line; std::getline(lines, line);) text += line.back();
+    return text;
 }
 
 void Add(CKivErrorStack& stack, const std::string& letters) {
@@ -133,9 +136,10 @@ TEST_F(ErrorStack, DumpsALineARecordOverWhatTheFileHeld) {
     CKivErrorStack stack;
     EXPECT_EQ(stack.OpenLog("missing/folder") + stack.OpenLog("named"), 1);
     stack.AddErrMsg(kType, 0xFFFFFFFF, -7, "a b");
-    const std::regex line(R"((\d\d/){2}\d\d : (\d\d:){2}\d\d : Type=5\tKivRc=-1\toEC=-7\tMsg=a b\nx+)");
-    const auto       text = test::ReadWholeText("named");
-    EXPECT_TRUE(std::regex_match(text, line) && text.size() == 200) << text;
+    auto text = test::ReadWholeText("named");
+    for (char& c : text) c = c >= '0' && c <= '9' ? '#' : c;
+    const std::string line = "##/##/## : ##:##:## : Type=#\tKivRc=-#\toEC=-#\tMsg=a b\n";
+    EXPECT_EQ(text, line + std::string(200 - line.size(), 'x'));
     EXPECT_EQ(stack.OpenLog(nullptr) + stack.CloseLog() + stack.OpenLog(""), 3);
     stack.AddBreak();
     stack.Reset();
