@@ -114,4 +114,124 @@ TEST(AviParser, BearsCutsAndLyingSizes) {
     }
 }
 
+// A film whose index does not list it: header list, then lists as they come.
+struct LooseFilm {
+    unsigned length       = 0;
+    Bytes    lists        = {}; // behind the header list
+    unsigned riffSize     = 0;
+    Bytes    openDmlIndex = {};
+
+    Bytes Get() const {
+        const AviStream film{.length = length};
+        const Bytes     head = Chunk("avih", Join({Little(40000), Bytes(52)}));
+        Bytes           list = film.Get();
+        if (!openDmlIndex.empty()) {
+            const Bytes strh =
+                Join({Text(film.type), Bytes(16), Little(1), Little(25), Bytes(4), Little(length)});
+            list = List("strl", Join({Chunk("strh", strh), Chunk("indx", openDmlIndex)}));
+        }
+        return Join({Text("RIFF"), Little(riffSize), Text("AVI "), List("hdrl", Join({head, list})), lists});
+    }
+};
+
+// Three pictures, one of them empty, and other chunks; in all 68 bytes.
+const Bytes kPictures = Join({Chunk("00dc", {1, 2, 3}), Chunk("00dc", {}), Chunk("00pc", {1, 2}),
+                              Chunk("01wb", {5, 5}), Chunk("JUNK", Bytes(4)), Chunk("00db", {9, 9})});
+
+struct Measured {
+    unsigned long frames, chunks;
+    int           origin; // of the frames
+    bool          isCut = false;
+
+    bool operator==(const Measured&) const = default;
+
+    friend std::ostream& operator<<(std::ostream& out, const Measured& m) {
+        return out << m.frames << " frames of " << m.chunks << ", " << m.origin << ", " << m.isCut;
+    }
+};
+
+Measured Measure(Bytes bytes) {
+    bytes.push_back(0);
+    CKivBitStream  stream;
+    CMObjAviParser parser;
+    stream.SourceFromBuffer(bytes.data(), static_cast<int>(bytes.size() - 1));
+    parser.ParseFile(&stream);
+    return {parser.GetFrames(), static_cast<unsigned long>(parser.GetDuration() * 25 + 0.5F),
+            parser.GetFramesOrigin(), parser.IsTruncated()};
+}
+
+constexpr int kCounted = kKivOrigin_Counted, kDeclared = kKivOrigin_Declared;
+
+TEST(AviParser, CountsChunksWhereNoIndexTellsThem) {
+    const Bytes movie = List("movi", kPictures);
+    EXPECT_EQ(Measure(LooseFilm{.lists = movie}.Get()), (Measured{2, 3, kCounted}));
+    EXPECT_EQ(Measure(LooseFilm{.length = 3, .lists = movie}.Get()), (Measured{2, 3, kCounted}));
+    EXPECT_EQ(Measure(LooseFilm{.length = 900, .lists = movie}.Get()), (Measured{2, 3, kCounted}));
+    const Bytes index =
+        Chunk("idx1", Join({IndexEntry("00dc", 3), IndexEntry("00dc", 0), IndexEntry("00dc", 2)}));
+    EXPECT_EQ(Measure(LooseFilm{.length = 3, .lists = Join({movie, index})}.Get()),
+              (Measured{2, 3, kDeclared}));
+    EXPECT_EQ(Measure(LooseFilm{.length = 4, .lists = Join({movie, index})}.Get()),
+              (Measured{2, 3, kCounted}));
+    // groups of chunks, further RIFF lists, deep lists
+    const Bytes records = List("movi", Join({List("rec ", kPictures), List("rec ", kPictures)}));
+    const Bytes further = Chunk("RIFF", Join({Text("AVIX"), records}));
+    EXPECT_EQ(Measure(LooseFilm{.lists = Join({records, further, further})}.Get()),
+              (Measured{12, 18, kCounted}));
+    const Bytes deep = Repeat(Join({Text("LIST"), Little(0x7000), Text("rec ")}), 20000);
+    EXPECT_EQ(Measure(LooseFilm{.lists = Join({List("movi", Join({deep, kPictures}))})}.Get()).frames, 2U);
+    // a recording that was broken off: untold sizes are no proof of a cut, a chunk's is
+    for (const unsigned untold : {0U, kHuge}) {
+        const Bytes broken = LooseFilm{.lists = With(movie, 4, Little(untold)), .riffSize = untold}.Get();
+        EXPECT_EQ(Measure(broken), (Measured{2, 3, kCounted})) << untold;
+        EXPECT_EQ(Measure(First(broken, broken.size() - 1)), (Measured{2, 3, kCounted, true})) << untold;
+        EXPECT_EQ(Measure(Join({broken, Bytes(100)})), (Measured{2, 3, kCounted})) << untold;
+    }
+    // cut: as the whole was
+    const Bytes whole = LooseFilm{.length = 3, .lists = movie}.Get();
+    EXPECT_EQ(Measure(First(whole, whole.size() - 12)), (Measured{3, 3, kDeclared, true}));
+    EXPECT_EQ(Measure(With(whole, 4, Little(whole.size() - 8))).isCut, false);
+    EXPECT_EQ(Measure(With(whole, 4, Little(whole.size() - 7))).isCut, true);
+}
+
+TEST(AviParser, ReadsOpenDmlIndexes) {
+    const auto meta = [](int longs, int type, std::size_t entries) {
+        return Join({Little(static_cast<unsigned>(longs), 2),
+                     {0, static_cast<unsigned char>(type)},
+                     Little(entries),
+                     Text("00dc"),
+                     Bytes(12)});
+    };
+    const Bytes chunks =
+        Join({Little(8), Little(0x80000003), Little(0), Little(0x80000000), Little(0), Little(2)});
+    const Bytes standard = Chunk("ix00", Join({meta(2, 1, 3), chunks}));
+    const auto  film     = [&](unsigned length, const std::vector<int>& offsets, const Bytes& first) {
+        Bytes super = meta(4, 0, offsets.size());
+        for (const int offset : offsets)
+            super = Join({super, Little(static_cast<unsigned>(offset), 8), Bytes(8)});
+        // the film itself is no chunks, so that the index alone tells them
+        return LooseFilm{
+                 .length = length, .lists = List("movi", Join({first, standard, Bytes(9)})), .openDmlIndex = super}
+            .Get();
+    };
+    const int at =
+        static_cast<int>(film(0, {0, 0}, {}).size() - standard.size() - 10); // of the first standard index
+    const int behind = at + static_cast<int>(standard.size());
+    EXPECT_EQ(Measure(film(6, {at, behind}, standard)), (Measured{4, 6, kDeclared}));
+    EXPECT_EQ(Measure(film(7, {at, behind}, standard)), (Measured{7, 7, kDeclared}))
+        << "does not list the film";
+    EXPECT_EQ(Measure(film(6, {at, at}, standard)), (Measured{6, 6, kDeclared})) << "the same twice";
+    EXPECT_EQ(Measure(film(6, {behind, at}, standard)), (Measured{6, 6, kDeclared})) << "backwards";
+    const int self =
+        static_cast<int>(film(0, {0, 0}, {}).size()) - static_cast<int>(standard.size()) - 10 - 12 - 64;
+    EXPECT_EQ(Measure(film(6, {self, at}, standard)), (Measured{6, 6, kDeclared})) << "itself";
+    // an index of chunks in the header list
+    const LooseFilm direct{
+        .length = 3, .lists = List("movi", Bytes(9)), .openDmlIndex = Join({meta(2, 1, 3), chunks})};
+    EXPECT_EQ(Measure(direct.Get()), (Measured{2, 3, kDeclared}));
+    const LooseFilm lying{
+        .length = 3, .lists = List("movi", Bytes(9)), .openDmlIndex = Join({meta(2, 1, kHuge), chunks})};
+    EXPECT_EQ(Measure(lying.Get()), (Measured{2, 3, kDeclared})) << "no further than the index reaches";
+}
+
 } // namespace

@@ -249,4 +249,28 @@ TEST(MpegMeasuring, TimesThatDoNotAdvanceAndReservedCodesFail) {
     }
 }
 
+// By what the last packet, and of Video CD the wrapper, tells of its length.
+TEST(MpegMeasuring, SeesThatAFileWasCut) {
+    const auto isCut = [](const Bytes& bytes) {
+        CMObjParserMgr         manager;
+        CMObjBaseParser* const parser = manager.parse(bytes.data(), static_cast<int>(bytes.size()));
+        EXPECT_GT(parser->GetFrames(), 0U);
+        return parser->IsTruncated();
+    };
+    for (const char* name : {"mpeg2-transport.ts", "mpeg1-system.mpg", "mpeg2-program-dvd.mpg",
+                             "mpeg2-program.vob", "video-cd.dat"}) {
+        const Bytes whole = test::ReadWholeFile(std::filesystem::path(KIV_SAMPLES_DIR) / name);
+        const auto  first = [&](std::size_t n) {
+            return Bytes(whole.begin(), whole.end() - static_cast<std::ptrdiff_t>(n));
+        };
+        for (const std::size_t less : {1, 7, 100, 1000})
+            EXPECT_TRUE(isCut(first(less))) << name << " less " << less;
+        const std::size_t wholePackets = std::string(name).ends_with(".ts") ? 188 * 9 : 0;
+        EXPECT_FALSE(isCut(first(wholePackets))) << name << " less whole packets";
+        Bytes padded = whole;
+        padded.resize(whole.size() + 188 * 9);
+        EXPECT_FALSE(isCut(padded)) << name << " with zeros behind";
+    }
+}
+
 } // namespace

@@ -97,4 +97,17 @@ std::size_t FindOtherThan(ByteSpan bytes, std::size_t from, std::uint8_t value) 
                                     - bytes.begin());
 }
 
+std::size_t CopyUnescaped(ByteSpan nalUnit, std::span<std::uint8_t> into) noexcept {
+    constexpr std::uint8_t kEmulationPrevention = 3;
+    std::size_t            copied               = 0;
+    unsigned               zeros                = 0;
+    for (const std::uint8_t byte : nalUnit) {
+        if (copied == into.size() || (zeros >= 2 && byte < kEmulationPrevention)) break;
+        const bool isEscape = zeros >= 2 && byte == kEmulationPrevention;
+        if (!isEscape) into[copied++] = byte;
+        zeros = byte == 0 ? zeros + 1 : 0;
+    }
+    return copied;
+}
+
 } // namespace kiv

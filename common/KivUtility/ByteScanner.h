@@ -23,6 +23,11 @@ std::size_t FindByte(ByteSpan bytes, std::size_t from, std::uint8_t value) noexc
 // from <= bytes.size(). Any thread.
 std::size_t FindOtherThan(ByteSpan bytes, std::size_t from, std::uint8_t value) noexcept;
 
+// Copies a NAL unit's bytes without the emulation prevention bytes (00 00 03, ISO/IEC 14496-10, 7.4.1.1), as
+// many as `into` takes and up to what ends the unit: two zeros and a byte below 3. Returns how many. Any
+// thread.
+std::size_t CopyUnescaped(ByteSpan nalUnit, std::span<std::uint8_t> into) noexcept;
+
 } // namespace kiv
 
 #endif

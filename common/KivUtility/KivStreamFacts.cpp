@@ -48,14 +48,6 @@ template <class Each> void EachStartCode(ByteSpan bytes, Each each) {
     }
 }
 
-struct FrameRate {
-    unsigned long frames, seconds;
-};
-
-// By frame_rate_code, ISO/IEC 13818-2, table 6-4; 0 is forbidden.
-constexpr std::array<FrameRate, 9> kFrameRates = {
-    {{0, 0}, {24000, 1001}, {24, 1}, {25, 1}, {30000, 1001}, {30, 1}, {50, 1}, {60000, 1001}, {60, 1}}};
-
 // What a sequence extension (ISO/IEC 13818-2, 6.2.2.3) adds to the sequence header in front of it.
 void AddSequenceExtension(ByteSpan bytes, KivStreamFacts& facts) {
     constexpr unsigned kSequenceExtensionId = 1;

@@ -6,6 +6,7 @@
 #include "MpegAudioFrame.h"
 #include "MpegAudioTags.h"
 #include "MpegCodes.h"
+#include "StartCodes.h"
 #include "StreamReader.h"
 
 #include <algorithm>
@@ -126,15 +127,10 @@ std::uint64_t FindSync(StreamReader& reader, std::uint64_t from, std::uint64_t l
 // Whether the bytes in [from, end) hold a header of a program stream or of MPEG video: what follows is then a
 // stream's audio, not an audio file.
 bool HoldMpegHeaders(StreamReader& reader, std::uint64_t from, std::uint64_t end) {
-    constexpr std::array  kHeaders   = {kPackCode, kSystemHeaderCode, kSequenceCode};
-    constexpr std::size_t kCodeBytes = 4;
-    for (std::uint64_t at = from; at < end && end - at >= kCodeBytes;) {
-        const ByteSpan bytes = BytesBefore(reader, end, at, kCodeBytes);
-        if (bytes.empty()) break;
-        const std::size_t found = kiv::FindStartCode(bytes, 0);
-        const auto        code  = BigEndian<std::uint32_t>(bytes, found);
-        if (std::ranges::find(kHeaders, code) != kHeaders.end()) return true;
-        at += std::min(found + 1, bytes.size() - (kCodeBytes - 1));
+    constexpr std::array kHeaders = {kPackCode, kSystemHeaderCode, kSequenceCode};
+    kiv::StartCodes      codes(reader, from, end);
+    while (const auto code = codes.Next()) {
+        if (std::ranges::find(kHeaders, kPrefix << 8 | code->value) != kHeaders.end()) return true;
     }
     return false;
 }

@@ -2,12 +2,19 @@
 #include "MObjMpgParser.h"
 
 #include "BitStreamWindow.h"
+#include "ByteFields.h"
 #include "MpegCodes.h"
+#include "StartCodes.h"
+#include "StreamReader.h"
 
+#include <algorithm>
+#include <optional>
 #include <string_view>
 
 using namespace kiv::mpeg;
 using kiv::BitStreamWindow;
+using kiv::ByteSpan;
+using kiv::StreamReader;
 
 namespace {
 
@@ -73,6 +80,61 @@ bool FindVcdPack(CKivBitStream& stream) {
     return false;
 }
 
+// Whether a RIFF chunk that the file begins with claims to pass the file's end; it is 0 or all ones where its
+// writer could not tell.
+bool PassesRiffEnd(StreamReader& reader) {
+    constexpr std::uint64_t kRiffHeader = 8;
+    constexpr std::uint32_t kUntold     = 0xFFFFFFFF;
+    const auto              size        = kiv::LittleEndian<std::uint32_t>(reader.At(0, kRiffHeader), 4);
+    return size != kUntold && kRiffHeader + size > reader.Size();
+}
+
+// Whether the last transport packet is no whole one.
+bool EndsInTransportPacket(StreamReader& reader) {
+    const ByteSpan bytes = reader.At(0, kFirstCodeLimit);
+    return (reader.Size() - kiv::FindByte(bytes, 0, kTransportSync)) % kTransportPacket != 0;
+}
+
+// The offset of the last pack header in the last 64 KiB of the stream.
+std::optional<std::uint64_t> FindLastPack(StreamReader& reader) {
+    constexpr std::uint64_t      kTail = 65536;
+    std::optional<std::uint64_t> last;
+    kiv::StartCodes              codes(reader, reader.Size() - std::min(kTail, reader.Size()), reader.Size());
+    while (const auto code = codes.Next()) {
+        if ((kPrefix << 8 | code->value) == kPackCode) last = code->at;
+    }
+    return last;
+}
+
+// The bytes of the pack header, or of the packet or system header, that begins with the given bytes, of which
+// 14 are looked at, fewer at the stream's end; 0 for anything else, and for the end code.
+std::uint64_t UnitBytes(ByteSpan bytes) {
+    constexpr std::uint64_t kMpeg1PackHeader = 12, kMpeg2PackHeader = 14, kPacketStart = 6;
+    const auto              code = kiv::BigEndian<std::uint32_t>(bytes, 0);
+    if (code == kPackCode) {
+        const bool isMpeg2 = kiv::BigEndian<std::uint8_t>(bytes, 4) >> 6 == 1;
+        return isMpeg2 ? kMpeg2PackHeader + (kiv::BigEndian<std::uint8_t>(bytes, 13) & 7U) : kMpeg1PackHeader;
+    }
+    if (code >> 8 != kPrefix || code < kSystemHeaderCode) return 0;
+    return kPacketStart + kiv::BigEndian<std::uint16_t>(bytes, 4);
+}
+
+// Whether the last pack, a header and packets that tell their lengths, passes the end of the stream.
+bool EndsInPacket(StreamReader& reader) {
+    constexpr std::uint64_t kLook = 14;
+    const auto              pack  = FindLastPack(reader);
+    if (!pack) return false;
+    for (std::uint64_t at = *pack; at < reader.Size();) {
+        const auto     look  = static_cast<std::size_t>(std::min(kLook, reader.Size() - at));
+        const ByteSpan bytes = reader.At(at, look);
+        const auto     unit  = UnitBytes(bytes.first(std::min(look, bytes.size())));
+        if (unit == 0) return false;
+        if (unit > reader.Size() - at) return true;
+        at += unit;
+    }
+    return false;
+}
+
 // The format that the first codes of a system stream tell, or kKivFmt_Unknown.
 Kiv_MEDIA_FORMAT_TYPE RecognisePackStream(CKivBitStream& stream) {
     CodeSearch search(stream);
@@ -107,6 +169,16 @@ Kiv_MEDIA_FORMAT_TYPE CMObjMpgBaseParser::Conclude(Kiv_MEDIA_FORMAT_TYPE recogni
     return m_mediaType;
 }
 
+Kiv_MEDIA_FORMAT_TYPE CMObjMpgBaseParser::Conclude(Kiv_MEDIA_FORMAT_TYPE recognised, CKivBitStream* stream,
+                                                   int quick, IsCut isCut) {
+    if (Conclude(recognised, stream, quick) != kKivFmt_Unknown && quick == 0) {
+        stream->BytesJump(0);
+        StreamReader reader(*stream);
+        m_truncated = isCut(reader);
+    }
+    return m_mediaType;
+}
+
 Kiv_MEDIA_FORMAT_TYPE CMObjMpg1VideoParser::ParseBitStream(CKivBitStream* stream, int quick) {
     const bool found = CodeSearch(*stream).Find(kSequenceCode, kFirstCodeLimit);
     return Conclude(found ? kKivFmt_Mpeg1Video : kKivFmt_Unknown, stream, quick);
@@ -116,15 +188,16 @@ Kiv_MEDIA_FORMAT_TYPE CMObjMpg1VcdParser::ParseBitStream(CKivBitStream* stream, 
     constexpr unsigned long kRiffSizeBits = 32;
     const bool              wrapped = NextBytesAre(*stream, "RIFF") && stream->SkipBits(kRiffSizeBits) != 0
                          && NextBytesAre(*stream, "CDXA");
-    return Conclude(wrapped && FindVcdPack(*stream) ? kKivFmt_Mpeg1Vcd : kKivFmt_Unknown, stream, quick);
+    return Conclude(wrapped && FindVcdPack(*stream) ? kKivFmt_Mpeg1Vcd : kKivFmt_Unknown, stream, quick,
+                    PassesRiffEnd);
 }
 
 Kiv_MEDIA_FORMAT_TYPE CMObjMpgSystemParser::ParseBitStream(CKivBitStream* stream, int quick) {
-    return Conclude(RecognisePackStream(*stream), stream, quick);
+    return Conclude(RecognisePackStream(*stream), stream, quick, EndsInPacket);
 }
 
 Kiv_MEDIA_FORMAT_TYPE CMObjMpgTransportParser::ParseBitStream(CKivBitStream* stream, int quick) {
-    return Conclude(Recognise(stream), stream, quick);
+    return Conclude(Recognise(stream), stream, quick, EndsInTransportPacket);
 }
 
 Kiv_MEDIA_FORMAT_TYPE CMObjMpgTransportParser::Recognise(CKivBitStream* stream) {

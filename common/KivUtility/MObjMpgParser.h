@@ -6,6 +6,10 @@
 #include "KivDynaBuffer.h"
 #include "MObjParser.h"
 
+namespace kiv {
+class StreamReader;
+}
+
 // The start-code search, the extractors and the measuring that the four parsers share.
 //
 // The extractors copy header structures from the stream, which stands at the structure's first byte, to the
@@ -56,6 +60,11 @@ protected:
     // Ends a ParseBitStream: sets and returns the recognised type, or kKivFmt_Unknown where a full parse
     // cannot measure the stream.
     Kiv_MEDIA_FORMAT_TYPE Conclude(Kiv_MEDIA_FORMAT_TYPE recognised, CKivBitStream* stream, int quick);
+
+    // The same, and where it was measured has `isCut` tell from the stream's bytes whether it was cut.
+    using IsCut = bool (*)(kiv::StreamReader& reader);
+    Kiv_MEDIA_FORMAT_TYPE Conclude(Kiv_MEDIA_FORMAT_TYPE recognised, CKivBitStream* stream, int quick,
+                                   IsCut isCut);
 
     // Whether a transport packet's sync byte is next and those of the two packets behind it follow.
     static bool AtTransportPackets(CKivBitStream* s);

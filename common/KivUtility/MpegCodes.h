@@ -2,6 +2,7 @@
 #ifndef KIVUTILITY_MPEGCODES_H
 #define KIVUTILITY_MPEGCODES_H
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 
@@ -23,6 +24,14 @@ inline constexpr std::uint8_t  kTransportSync      = 0x47;       // ISO/IEC 1381
 inline constexpr std::size_t   kTransportPacket    = 188;        // bytes
 inline constexpr std::uint32_t kAudioSync          = 0xFFF;      // ISO/IEC 11172-3, 2.4.2.3
 inline constexpr unsigned char kAudioSyncBits      = 12;
+
+struct FrameRate {
+    unsigned long frames, seconds;
+};
+
+// By frame_rate_code, ISO/IEC 13818-2, table 6-4; 0 is forbidden.
+inline constexpr std::array<FrameRate, 9> kFrameRates = {
+    {{0, 0}, {24000, 1001}, {24, 1}, {25, 1}, {30000, 1001}, {30, 1}, {50, 1}, {60000, 1001}, {60, 1}}};
 
 } // namespace kiv::mpeg
 

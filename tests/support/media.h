@@ -18,6 +18,12 @@ inline Bytes Join(std::initializer_list<Bytes> pieces) {
     return whole;
 }
 
+inline Bytes Repeat(const Bytes& piece, int times) {
+    Bytes whole;
+    for (int i = 0; i < times; ++i) whole.insert(whole.end(), piece.begin(), piece.end());
+    return whole;
+}
+
 inline Bytes Text(std::string_view text) { return {text.begin(), text.end()}; }
 
 inline Bytes First(const Bytes& bytes, std::size_t n) { return {bytes.data(), bytes.data() + n}; }
