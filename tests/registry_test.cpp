@@ -141,6 +141,28 @@ TEST_F(Registry, AManagerThatIsOffTouchesNothingAndSucceeds) {
     EXPECT_EQ(node.SubKeys(), "off ");
 }
 
+// Where nothing can be undone, what was done stays.
+TEST_F(Registry, ATransactionIsKeptWhenItIsCommittedAndElseUndone) {
+    const bool keeps  = CKivRegistryTransaction::CanUndo() == 0;
+    const auto Change = [](const char* key, bool commit) {
+        CKivRegistryTransaction all(kKivRegistry_Create);
+        Manager                 changing;
+        EXPECT_TRUE(all.IsOpen() && changing.Open(key) && changing.Update("n", 1L));
+        return !commit || (all.Commit() == 1 && all.Commit() == 0);
+    };
+    EXPECT_TRUE(Change("\\kept", true) && Change("\\undone", false));
+    EXPECT_EQ(node.SubKeys(), keeps ? "kept undone " : "kept ");
+    {
+        CKivRegistryTransaction outer(kKivRegistry_Change);
+        EXPECT_TRUE(Change("\\inner", true));
+        EXPECT_NE(node.SubKeys().find("inner"), std::string::npos) << "seen by who does it";
+        EXPECT_TRUE(Change("\\failed", false));
+        EXPECT_EQ(outer.Commit(), keeps) << "a part that was undone dooms the whole";
+    }
+    EXPECT_EQ(node.SubKeys(), keeps ? "failed inner kept undone " : "kept ");
+    EXPECT_TRUE(Change("\\later", true) && node.Open("\\later", 0));
+}
+
 TEST_F(Registry, ReadersBesideAWriterSeeOneTextOrTheOther) {
     const std::string texts[] = {"brief", std::string(3000, 'l')};
     std::atomic<bool> done    = false;

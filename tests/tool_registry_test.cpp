@@ -1,4 +1,6 @@
 // kiv registry as a user meets it.
+#include "KivUtility.h"
+
 #include "tool_run.h"
 
 #include <gtest/gtest.h>
@@ -61,6 +63,72 @@ TEST_F(ToolRegistry, ListsAndDeletesValuesAndKeys) {
     EXPECT_EQ(Registry("list", {kKey}).out, "Streams\\\n");
     EXPECT_EQ(Registry("delete", {"-r", kKey}).status, 0);
     EXPECT_EQ(Registry("list", {kKey}).status, 1);
+}
+
+// Names and texts that are no UTF-8 among them.
+TEST_F(ToolRegistry, ImportsWhatWasExportedByteForByte) {
+    const std::string odd     = kKey + "\\\xE9t\xE9";
+    unsigned char     bytes[] = {0, 255, 10};
+    CKivRegistryMgr   node(HKEY_CURRENT_USER);
+    EXPECT_TRUE(node.OpenNode((kKey + "\\empty").c_str(), 1) && node.OpenNode(odd.c_str(), 1));
+    EXPECT_TRUE(node.Update("", "default \"\n\t") && node.Update("\xE8", "\xE9\xFF") && node.Update("n", -1L)
+                && node.UpdateEx("b", bytes, 3) && node.UpdateEx("none", bytes, 0));
+    const TempFolder  folder;
+    const std::string file = folder.Path("tree.json"), again = folder.Path("again.json");
+    EXPECT_EQ(Registry("export", {kKey, "-o", file}).status, 0);
+    EXPECT_EQ(Registry("export", {kKey}).out, ReadWholeText(file));
+    EXPECT_EQ(Json::parse(ReadWholeText(file))["keys"][1]["name"], Json({{"hex", "e974e9"}}));
+
+    EXPECT_EQ(Registry("delete", {"-r", kKey}).status, 0);
+    EXPECT_EQ(RunTool({"registry", "import", file}).status, 0);
+    EXPECT_EQ(Registry("export", {kKey, "-o", again}).status, 0);
+    EXPECT_EQ(ReadWholeFile(again), ReadWholeFile(file));
+    CKivString text;
+    EXPECT_TRUE(node.OpenNode(odd.c_str(), 0) && node.ReadValue("\xE8", text, "") && text == "\xE9\xFF");
+}
+
+TEST_F(ToolRegistry, ImportsElsewhereAndAddsOrReplaces) {
+    const TempFolder  folder;
+    const std::string file = folder.Path("tree.json");
+    Registry("set", {kKey + "\\a\\x", "v", "exported"});
+    Registry("set", {kKey + "\\b", "other", "stays"});
+    EXPECT_EQ(Registry("export", {kKey + "\\a", "-o", file}).status, 0);
+    EXPECT_EQ(RunTool({"registry", "import", "--key", kKey + "\\b"}, {}, file).status, 0);
+    EXPECT_EQ(Registry("list", {"-r", kKey + "\\b"}).out,
+              "other\tsz\t\"stays\"\nx\\\nx\\v\tsz\t\"exported\"\n");
+    EXPECT_EQ(RunTool({"registry", "import", file, "--replace", "--key", kKey + "\\b"}).status, 0);
+    EXPECT_EQ(Registry("list", {"-r", kKey + "\\b"}).out, "x\\\nx\\v\tsz\t\"exported\"\n");
+}
+
+TEST_F(ToolRegistry, ImportsNothingOfAFileThatIsNotRight) {
+    const std::string head    = R"({"registry": 1, "root": "HKCU", "key": "SOFTWARE\\Halvorn\\KivToolTest",
+                              "values": [{"name": "n", "type": "dword", "data": 1})";
+    const std::string tails[] = {"",
+                                 "]",
+                                 R"(, {"name": "N", "type": "sz", "data": ""}]})",
+                                 R"(, {"name": "d", "type": "dword", "data": -1}]})",
+                                 R"(, {"name": "d", "type": "dword", "data": 4294967296}]})",
+                                 R"(, {"name": "b", "type": "binary", "data": "0"}]})",
+                                 R"(, {"name": "q", "type": "qword", "data": 1}]})",
+                                 R"(, {"name": "s", "type": "sz", "data": 1}]})",
+                                 R"(, {"name": "s", "type": "sz", "data": "\u0000"}]})",
+                                 R"(, {"name": {"hex": "00"}, "type": "sz", "data": ""}]})",
+                                 R"(], "keys": [{"name": ""}]})",
+                                 R"(], "keys": [{"name": "a\\b"}]})",
+                                 R"(], "keys": [{"name": "k"}, {"name": "K"}]})",
+                                 R"(], "keys": [{"values": []}]})",
+                                 R"(], "more": 1})",
+                                 "]} {}"};
+    const TempFolder  folder;
+    for (const std::string& tail : tails) {
+        const std::string text = head + tail;
+        const ToolResult  result =
+            RunTool({"registry", "import", folder.Write("bad.json", {text.begin(), text.end()})});
+        EXPECT_TRUE(result.status == 2 && !result.problems.empty()) << tail << result.problems;
+    }
+    EXPECT_EQ(Registry("list", {kKey}).status, 1);
+    EXPECT_EQ(Registry("export", {kKey, "-o", folder.Path("none")}).status, 1);
+    EXPECT_FALSE(fs::exists(folder.Path("none")));
 }
 
 } // namespace

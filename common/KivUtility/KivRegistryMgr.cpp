@@ -262,3 +262,29 @@ int CKivRegistryMgr::GetValueNames(CKivStringList& list) {
 }
 
 int CKivRegistryMgr::ArrangeNodeName(const char*, char*) { return 1; }
+
+namespace {
+
+registry::RegistryUse SeamUse(Kiv_REGISTRY_USE use) {
+    switch (use) {
+    case kKivRegistry_Read: return registry::RegistryUse::Read;
+    case kKivRegistry_Change: return registry::RegistryUse::Change;
+    case kKivRegistry_Create: break;
+    }
+    return registry::RegistryUse::Create;
+}
+
+} // namespace
+
+CKivRegistryTransaction::CKivRegistryTransaction(Kiv_REGISTRY_USE use)
+    : m_isOpen(registry::BeginTransaction(SeamUse(use))) {}
+
+CKivRegistryTransaction::~CKivRegistryTransaction() {
+    if (m_isOpen) registry::EndTransaction(false);
+}
+
+int CKivRegistryTransaction::Commit() {
+    return std::exchange(m_isOpen, false) && registry::EndTransaction(true) ? 1 : 0;
+}
+
+int CKivRegistryTransaction::CanUndo() { return registry::kTransactionsUndo ? 1 : 0; }

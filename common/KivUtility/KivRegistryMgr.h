@@ -103,4 +103,37 @@ protected:
     std::vector<HKEY> m_replaced; // nodes that CreateNode took the place of
 };
 
+// What a transaction is for; only the last one makes a registry that is not there yet.
+enum Kiv_REGISTRY_USE : int { kKivRegistry_Read, kKivRegistry_Change, kKivRegistry_Create };
+
+// Makes one operation of all that managers do in this thread while it lives: they see the registry as it is
+// at one moment, and what they change is seen by others, and kept, all at once or not at all. Other threads
+// that want the registry wait meanwhile: keep it short, and start no process. One within another is a part of
+// it. It ends in the thread that made it.
+//
+// The registry of Windows has no such thing: there everything succeeds, and each change stays for itself.
+class KIV_API CKivRegistryTransaction {
+public:
+    explicit CKivRegistryTransaction(Kiv_REGISTRY_USE use);
+
+    CKivRegistryTransaction(const CKivRegistryTransaction&)            = delete;
+    CKivRegistryTransaction& operator=(const CKivRegistryTransaction&) = delete;
+
+    // Undoes everything, also what an outer transaction did, unless it was committed.
+    ~CKivRegistryTransaction();
+
+    // 0 when the registry could not be had: then every change stands for itself.
+    int IsOpen() const { return m_isOpen ? 1 : 0; }
+
+    // Ends it. 1 when all changes are kept, or will be together with those of the outer transaction; 0 when
+    // none is, as after any change that ran out of disk.
+    int Commit();
+
+    // Whether there is anything to undo with: 0 on Windows.
+    static int CanUndo();
+
+private:
+    bool m_isOpen;
+};
+
 #endif

@@ -55,8 +55,14 @@
 #include "KivSynchronizeUtil.h"
 #include "KivThread.h"
 
-// Host configuration: the registry, and paths.
+// Host configuration: the registry, the network interfaces, the streaming service beside us, and paths.
+#include "KivNetworkInfo.h"
 #include "KivPathParser.h"
 #include "KivRegistryMgr.h"
+#include "KivSdpPublisher.h"
+
+// Addresses and encodings: the URLs of media files, bytes as text.
+#include "KivEncoding.h"
+#include "KivUrl.h"
 
 #endif

@@ -157,6 +157,55 @@ TEST_F(RegistryStore, ManyProcessesShareANodeOfBeforeTheForkAndMakeAStoreTogethe
     for (int i = 0; i < 60; ++i) EXPECT_EQ(Read(std::to_string(i)), i);
 }
 
+// The child looks while the parent is in the middle, and again when it is done.
+TEST_F(RegistryStore, AnotherProcessSeesATransactionWholeOrNotAtAll) {
+    const auto waitFor = [](long step) {
+        while (g_shared < step) std::this_thread::yield();
+    };
+    EXPECT_TRUE(Write("n", 1) && Write("m", 1));
+    g_shared                      = 0;
+    const pid_t             child = Start([&] {
+        waitFor(1);
+        const bool first = Read("n") == 1 && Read("m") == 1;
+        g_shared         = 2;
+        waitFor(3);
+        return first && Read("n") == 2 && Read("m") == 2;
+    });
+    CKivRegistryTransaction all(kKivRegistry_Change);
+    EXPECT_TRUE(Write("n", 2));
+    g_shared = 1;
+    waitFor(2);
+    EXPECT_TRUE(Write("m", 2) && all.Commit());
+    g_shared = 3;
+    EXPECT_TRUE(Succeeds(child));
+}
+
+TEST_F(RegistryStore, AnotherThreadSeesATransactionWhole) {
+    std::atomic<bool> started = false;
+    std::thread       reader;
+    {
+        CKivRegistryTransaction all(kKivRegistry_Create);
+        EXPECT_TRUE(Write("n", 1));
+        reader = std::thread([&] {
+            started = true;
+            EXPECT_TRUE(Read("n") == 1 && Read("m") == 1);
+        });
+        while (!started) std::this_thread::yield();
+        EXPECT_TRUE(Write("m", 1) && all.Commit());
+    }
+    reader.join();
+}
+
+// SQLite gives a transaction up by itself when there is no room; here a fork makes it lose its connection.
+TEST_F(RegistryStore, NothingIsKeptOfATransactionThatTheStoreLost) {
+    EXPECT_TRUE(Write("n", 1));
+    CKivRegistryTransaction all(kKivRegistry_Change);
+    EXPECT_TRUE(Write("n", 2) && node.OpenNode(kKey, 0));
+    EXPECT_TRUE(Succeeds(Start([] { return true; })));
+    EXPECT_FALSE(Write("m", 2) || node.Update("m", 2L) || all.Commit());
+    EXPECT_TRUE(Read("n") == 1 && Read("m") == -1 && Write("n", 3));
+}
+
 // The child tells of each write after it returned; what it told of is there, whenever it is killed.
 TEST_F(RegistryStore, KeepsWhatAWriterWroteBeforeItWasKilled) {
     g_shared          = 0;

@@ -26,5 +26,6 @@ void AddSpliceCommand(CLI::App& app, int& exitStatus);
 void AddRegistryCommand(CLI::App& app, int& exitStatus);
 void AddExplainCommand(CLI::App& app, int& exitStatus);
 void AddRecordCommand(CLI::App& app, int& exitStatus);
+void AddNicCommand(CLI::App& app, int& exitStatus);
 
 #endif

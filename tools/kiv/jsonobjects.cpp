@@ -123,8 +123,8 @@ std::string JsonObjects::TakeObject() {
         const int byte = Take();
         if (byte == kEnd) break;
         text += static_cast<char>(byte);
-        if (text.size() > kMostBytes)
-            Fail("the object does not end within " + std::to_string(kMostBytes) + " bytes");
+        if (text.size() > m_mostBytes)
+            Fail("the object does not end within " + std::to_string(m_mostBytes) + " bytes");
         if (byte == '"') inString = !inString;
         if (inString && byte == '\\' && Peek() != kEnd) text += static_cast<char>(Take());
         if (!inString) depth += byte == '{' ? 1 : byte == '}' ? -1 : 0;

@@ -13,13 +13,14 @@
 namespace tool {
 
 // The objects of an input that holds them one after another, in lines of their own or not, or in one array.
-// No more than one of them is in memory, and none is longer than kMostBytes.
+// No more than one of them is in memory.
 class JsonObjects {
 public:
     static constexpr std::size_t kMostBytes = 1 << 20;
 
-    // source: must outlive this.
-    explicit JsonObjects(ByteSource& source) : m_source(source) {}
+    // source: must outlive this. mostBytes: that one object may have.
+    explicit JsonObjects(ByteSource& source, std::size_t mostBytes = kMostBytes)
+        : m_source(source), m_mostBytes(mostBytes) {}
 
     // The next object; nothing at the end, beyond which nobody asks. Throws as Fail() does where the input is
     // not what it should be, also where an object has a name twice.
@@ -32,6 +33,7 @@ private:
     static constexpr int kEnd = -1;
 
     ByteSource&                m_source;
+    std::size_t                m_mostBytes;
     std::vector<unsigned char> m_block;
     std::size_t                m_at      = 0; // in the block
     std::uint64_t              m_line    = 1; // that the next byte stands in

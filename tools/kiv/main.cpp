@@ -37,6 +37,7 @@ int Run(int argc, char** argv) {
     AddHeaderCommand(app, exitStatus);
     AddSpliceCommand(app, exitStatus);
     AddRegistryCommand(app, exitStatus);
+    AddNicCommand(app, exitStatus);
     AddExplainCommand(app, exitStatus);
     AddRecordCommand(app, exitStatus);
     for (CLI::App* command : app.get_subcommands({})) command->group("Commands");

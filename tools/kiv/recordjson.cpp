@@ -1,13 +1,14 @@
 // Walking a record's fields and its JSON side by side.
 #include "recordjson.h"
 
-#include "hexadecimal.h"
+#include "jsontext.h"
 #include "names.h"
 
 #include <algorithm>
 #include <charconv>
 #include <cstdint>
 #include <cstring>
+#include <stdexcept>
 #include <string_view>
 
 namespace tool {
@@ -17,8 +18,6 @@ namespace {
 using nlohmann::json;
 using InBytes  = std::span<const unsigned char>;
 using OutBytes = std::span<unsigned char>;
-
-constexpr char kHex[] = "hex"; // the name in the object that stands for a text which is none
 
 std::size_t WidthOf(const KivRecordField& field) { return static_cast<std::size_t>(field.width); }
 
@@ -68,10 +67,7 @@ void AppendText(std::string& out, InBytes bytes) {
     const std::string_view text     = whole.substr(0, whole.find('\0'));
     const bool             isClean  = whole.find_first_not_of('\0', text.size()) == std::string_view::npos;
     const bool             isString = isClean && IsUtf8(text);
-    if (isString)
-        out += json(text).dump();
-    else
-        out.append("{\"").append(kHex).append("\":\"").append(Hexadecimal(whole)).append("\"}");
+    out += (isString ? Json(text) : HexJson(whole)).dump();
 }
 
 void AppendElement(std::string& out, const KivRecordField& field, InBytes bytes, ByteOrder order) {
@@ -127,25 +123,17 @@ void PackNumber(const json& value, const KivRecordField& field, OutBytes bytes, 
     StoreNumber(field, value.get<std::uint64_t>(), bytes, order);
 }
 
-// The bytes of a text that is given as a string.
-std::string StringBytes(const json& value, const Place& place) {
-    auto text = value.get<std::string>();
-    if (text.find('\0') != std::string::npos) place.Refuse("holds a NUL, which ends a text");
-    return text;
-}
-
-// Those of one that is given as {"hex": "..."}.
-std::string HexBytes(const json& value, const Place& place) {
-    if (!value.is_object() || value.size() != 1 || !value.contains(kHex) || !value[kHex].is_string()) {
-        place.Refuse("is neither a text nor {\"hex\": \"...\"}");
+// The bytes of a text, or of what stands for one.
+std::string TextBytes(const json& value, const Place& place) {
+    try {
+        return TextFromJson(value);
+    } catch (const std::invalid_argument& error) {
+        place.Refuse(error.what());
     }
-    const auto bytes = FromHexadecimal(value[kHex].get_ref<const std::string&>());
-    if (!bytes) place.Refuse("hex is no pairs of hexadecimal digits");
-    return *bytes;
 }
 
 void PackText(const json& value, OutBytes bytes, const Place& place) {
-    const std::string text = value.is_string() ? StringBytes(value, place) : HexBytes(value, place);
+    const std::string text = TextBytes(value, place);
     if (text.size() > bytes.size()) {
         place.Refuse("is " + std::to_string(text.size()) + " bytes long, and there is room for "
                      + std::to_string(bytes.size()));

@@ -5,57 +5,18 @@
 #include "hexadecimal.h"
 #include "names.h"
 #include "numbers.h"
+#include "registrytransfer.h"
+#include "registrytree.h"
 
 #include <CLI/CLI.hpp>
 
-#include <algorithm>
-#include <cstdint>
-#include <iterator>
 #include <memory>
 #include <optional>
 #include <string>
-#include <string_view>
-#include <vector>
 
 namespace {
 
 using namespace tool;
-
-struct RootName {
-    const char* name;
-    HKEY        key;
-};
-
-const RootName kRoots[] = {{"HKLM", HKEY_LOCAL_MACHINE},
-                           {"HKCU", HKEY_CURRENT_USER},
-                           {"HKCR", HKEY_CLASSES_ROOT},
-                           {"HKU", HKEY_USERS}};
-
-// The registry's type numbers and what they are called here.
-struct TypeName {
-    unsigned long type;
-    const char*   name;
-};
-
-constexpr TypeName kTypes[] = {{1, "sz"}, {3, "binary"}, {4, "dword"}};
-
-template <class Row, std::size_t N> std::vector<std::string> NamesOf(const Row (&table)[N]) {
-    std::vector<std::string> names(N);
-    std::ranges::transform(table, names.begin(), &Row::name);
-    return names;
-}
-
-std::string NameOfType(unsigned long type) {
-    for (const auto& row : kTypes) {
-        if (row.type == type) return row.name;
-    }
-    return "type " + std::to_string(type);
-}
-
-// `key` below `parent`, where each may be empty.
-std::string Join(const std::string& parent, const std::string& key) {
-    return parent.empty() || key.empty() ? parent + key : parent + '\\' + key;
-}
 
 // What the command line asks for; which of the fields are set depends on the subcommand.
 struct Request {
@@ -64,16 +25,14 @@ struct Request {
     std::string name;
     std::string type = "sz";
     std::string value;
+    std::string file      = "-";
     bool        recursive = false;
     bool        json      = false;
+    bool        replace   = false;
 
-    HKEY Root() const {
-        const auto* row = std::begin(kRoots);
-        while (root != row->name) ++row;
-        return row->key;
-    }
+    HKEY Root() const { return RegistryRoot(root); }
 
-    std::string Key() const { return Join(root, key); }
+    std::string Key() const { return JoinKeys(root, key); }
 
     std::string Value() const { return "value \"" + name + "\" of " + Key(); }
 };
@@ -90,52 +49,9 @@ ExitStatus RefuseToOpen(const Request& request) {
     return Refuse(request.Key(), "the registry cannot be opened", kExitFailed);
 }
 
-std::vector<std::string> Items(const CKivStringList& list) {
-    std::vector<std::string> items(static_cast<std::size_t>(list.GetCount()));
-    std::generate(items.begin(), items.end(), [&list, i = 0]() mutable { return std::string(list[i++]); });
-    return items;
-}
-
-std::vector<std::string> SubKeys(CKivRegistryMgr& node) {
-    CKivStringList list;
-    node.GetSubKeys(list);
-    return Items(list);
-}
-
-std::vector<std::string> ValueNames(CKivRegistryMgr& node) {
-    CKivStringList list;
-    node.GetValueNames(list);
-    return Items(list);
-}
-
-// A value as the tool shows it: a text or a number as what it is, the bytes of anything else in hex digits.
-struct Value {
-    std::string type;
-    Json        data;
-
-    std::string Plain() const { return data.is_string() ? data.get<std::string>() : data.dump(); }
-};
-
-std::optional<Value> ReadValue(CKivRegistryMgr& node, const std::string& name) {
-    unsigned long type = 0;
-    unsigned int  size = 0;
-    if (node.GetValueType(name.c_str(), type, size) == 0) return std::nullopt;
-    const std::string typeName = NameOfType(type);
-    if (typeName == "sz") {
-        CKivString text;
-        if (node.ReadValue(name.c_str(), text, "") == 0) return std::nullopt;
-        return Value{typeName, std::string(text)};
-    }
-    if (typeName == "dword") {
-        unsigned long number = 0;
-        if (node.ReadValue(name.c_str(), number, 0UL) == 0) return std::nullopt;
-        return Value{typeName, number};
-    }
-    std::string bytes(size, '\0');
-    auto*       data = reinterpret_cast<unsigned char*>(bytes.data());
-    if (node.ReadValueEx(name.c_str(), &data, size) == 0) return std::nullopt;
-    bytes.resize(size);
-    return Value{typeName, Hexadecimal(bytes)};
+std::string Plain(const RegistryValue& value) {
+    const Json data = value.Data();
+    return value.type == "sz" ? value.bytes : data.is_string() ? data.get<std::string>() : data.dump();
 }
 
 ExitStatus Get(const Request& request) {
@@ -143,9 +59,10 @@ ExitStatus Get(const Request& request) {
     if (node.OpenNode(request.key.c_str(), 0) == 0) return RefuseToOpen(request);
     const auto value = ReadValue(node, request.name);
     if (!value) return Refuse(request.Value(), "there is no such value", kExitNotValid);
-    Print(request.json ? JsonLine(
-              {{"key", request.Key()}, {"name", request.name}, {"type", value->type}, {"data", value->data}})
-                       : value->Plain() + '\n');
+    Print(
+        request.json ? JsonLine(
+            {{"key", request.Key()}, {"name", request.name}, {"type", value->type}, {"data", value->Data()}})
+                     : Plain(*value) + '\n');
     return kExitDone;
 }
 
@@ -162,21 +79,18 @@ ExitStatus Set(const Request& request) {
     CKivRegistryMgr node(request.Root());
     if (node.OpenNode(request.key.c_str(), 1) == 0)
         return Refuse(request.Key(), "the key cannot be made", kExitFailed);
-    const char* name   = request.name.c_str();
-    const auto  binary = [&] { return reinterpret_cast<const unsigned char*>(bytes->data()); };
-    const int   done   = isDword    ? node.Update(name, static_cast<long>(*dword))
-                         : isBinary ? node.UpdateEx(name, binary(), static_cast<unsigned int>(bytes->size()))
-                                    : node.Update(name, request.value.c_str());
-    return done == 1 ? kExitDone : Refuse(request.Value(), "it cannot be written", kExitFailed);
+    const RegistryValue value{request.name, request.type, isBinary ? *bytes : request.value,
+                              dword.value_or(0)};
+    return WriteValue(node, value) ? kExitDone : Refuse(request.Value(), "it cannot be written", kExitFailed);
 }
 
 // Calls visit(path below the key, node) for the key at `path` and, where asked to, for all below it.
 template <class Visit> void Walk(const Request& request, const std::string& below, Visit visit) {
     CKivRegistryMgr node(request.Root());
-    if (node.OpenNode(Join(request.key, below).c_str(), 0) == 0) return; // deleted meanwhile
+    if (node.OpenNode(JoinKeys(request.key, below).c_str(), 0) == 0) return; // deleted meanwhile
     visit(below, node);
     if (!request.recursive) return;
-    for (const auto& subKey : SubKeys(node)) Walk(request, Join(below, subKey), visit);
+    for (const auto& subKey : SubKeys(node)) Walk(request, JoinKeys(below, subKey), visit);
 }
 
 // The values and the names of the sub-keys of a node, as a JSON object of one line.
@@ -184,7 +98,7 @@ std::string ListedAsJson(const std::string& key, CKivRegistryMgr& node) {
     Json values = Json::array();
     for (const auto& name : ValueNames(node)) {
         if (const auto value = ReadValue(node, name)) {
-            values.push_back({{"name", name}, {"type", value->type}, {"data", value->data}});
+            values.push_back({{"name", name}, {"type", value->type}, {"data", value->Data()}});
         }
     }
     return JsonLine({{"key", key}, {"values", values}, {"keys", SubKeys(node)}});
@@ -195,11 +109,11 @@ std::string Listed(const std::string& below, CKivRegistryMgr& node) {
     std::string lines;
     for (const auto& name : ValueNames(node)) {
         if (const auto value = ReadValue(node, name)) {
-            lines += Join(below, name.empty() ? "(default)" : name) + '\t' + value->type + '\t'
-                     + JsonLine(value->data);
+            lines += JoinKeys(below, name.empty() ? "(default)" : name) + '\t' + value->type + '\t'
+                     + JsonLine(value->Data());
         }
     }
-    for (const auto& subKey : SubKeys(node)) lines += Join(below, subKey) + "\\\n";
+    for (const auto& subKey : SubKeys(node)) lines += JoinKeys(below, subKey) + "\\\n";
     return lines;
 }
 
@@ -207,7 +121,7 @@ ExitStatus List(const Request& request) {
     CKivRegistryMgr node(request.Root());
     if (node.OpenNode(request.key.c_str(), 0) == 0) return RefuseToOpen(request);
     Walk(request, "", [&request](const std::string& below, CKivRegistryMgr& visited) {
-        Print(request.json ? ListedAsJson(Join(request.Key(), below), visited) : Listed(below, visited));
+        Print(request.json ? ListedAsJson(JoinKeys(request.Key(), below), visited) : Listed(below, visited));
     });
     return kExitDone;
 }
@@ -236,6 +150,13 @@ ExitStatus DeleteKey(const Request& request) {
                   kExitFailed);
 }
 
+ExitStatus Export(const Request& request) {
+    CKivRegistryMgr node(request.Root());
+    if (node.OpenNode(request.key.c_str(), 0) == 0) return RefuseToOpen(request);
+    ExportRegistry({request.root, request.key}, request.file);
+    return kExitDone;
+}
+
 constexpr char kFooter[] =
     R"(A key is the path of its names, apart by backslashes, which a shell wants in quotes.
 
@@ -243,6 +164,15 @@ Exit status: 0 done, 1 there is no such key or value, 2 it could not be done.
 
 Example:
   kiv registry list -r 'SOFTWARE\Halvorn')";
+
+constexpr char kImportFooter[] =
+    R"(The file is checked wholly before anything is written. Values and keys that it does not name stay, unless with
+--replace. Off Windows everything is written at one moment or, when anything fails, nothing.
+
+Exit status: 0 done, 2 the file is not right or could not be read, or the registry could not be written.
+
+Example:
+  kiv registry import --replace configuration.json)";
 
 } // namespace
 
@@ -257,7 +187,7 @@ void AddRegistryCommand(CLI::App& app, int& exitStatus) {
         command->footer(std::string("Example:\n  kiv registry ") + name + ' ' + example);
         command->add_option("--root", request->root, "HKLM, unless given; HKCU, HKCR or HKU")
             ->type_name("ROOT")
-            ->check(CLI::IsMember(NamesOf(kRoots)).description(""));
+            ->check(CLI::IsMember(RegistryRootNames()).description(""));
         command->add_option("KEY", request->key, "Path of the key below the root; '' is the root itself")
             ->type_name("")
             ->required();
@@ -285,7 +215,7 @@ void AddRegistryCommand(CLI::App& app, int& exitStatus) {
         ->required();
     set->add_option("--type", request->type, "sz, a text, unless given; dword, a number; binary, bytes")
         ->type_name("TYPE")
-        ->check(CLI::IsMember(NamesOf(kTypes)).description(""));
+        ->check(CLI::IsMember(RegistryTypeNames()).description(""));
     run(set, Set);
 
     CLI::App* list = add("list", "Lists the values and sub-keys of a key", "-r 'SOFTWARE\\Halvorn'");
@@ -300,4 +230,30 @@ void AddRegistryCommand(CLI::App& app, int& exitStatus) {
         ->excludes(name);
     run(remove,
         [name](const Request& asked) { return name->count() > 0 ? DeleteValue(asked) : DeleteKey(asked); });
+
+    CLI::App* exported = add("export", "Writes a key, its values and all keys below it as JSON",
+                             "'SOFTWARE\\Halvorn' -o configuration.json");
+    exported
+        ->add_option("-o,--output", request->file,
+                     "The file to write; standard output unless given, or when it is -")
+        ->type_name("OUT");
+    run(exported, Export);
+
+    CLI::App* import = registry->add_subcommand("import", "Writes what was exported into the registry");
+    import->footer(kImportFooter);
+    import
+        ->add_option("FILE", request->file, "What was exported; standard input unless given, or when it is -")
+        ->type_name("");
+    CLI::Option* root = import->add_option("--root", request->root, "Another root than it was exported from")
+                            ->type_name("ROOT")
+                            ->check(CLI::IsMember(RegistryRootNames()).description(""));
+    CLI::Option* key = import->add_option("--key", request->key, "Another key")->type_name("KEY");
+    import->add_flag("--replace", request->replace, "Deletes what the key holds first");
+    run(import, [root, key](const Request& asked) {
+        RegistryPlace to;
+        if (root->count() > 0) to.root = asked.root;
+        if (key->count() > 0) to.key = asked.key;
+        ImportRegistry(asked.file, to, asked.replace);
+        return kExitDone;
+    });
 }

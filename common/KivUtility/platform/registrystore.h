@@ -57,6 +57,22 @@ bool DeleteValue(HKEY key, const char* name) noexcept;
 std::vector<std::string> SubKeyNames(HKEY key) noexcept;
 std::vector<std::string> ValueNames(HKEY key) noexcept;
 
+// What a transaction is for. Only Create makes a registry that is not there yet.
+enum class RegistryUse { Read, Change, Create };
+
+// From here to the EndTransaction() of the same thread everything that this thread does is one operation: it
+// sees the registry as it is at one moment, and what it changes is seen, and kept, all at once or not at all.
+// Other threads wait meanwhile. A transaction within another one is a part of it. Where kTransactionsUndo is
+// false, all this only succeeds, and every operation stands for itself.
+// False when the registry cannot be had; then no transaction was begun.
+bool BeginTransaction(RegistryUse use) noexcept;
+
+// Keeps what was done, or undoes it; undoing a part dooms the whole. True when the changes are kept, or, of a
+// part, will be when the whole is.
+bool EndTransaction(bool keep) noexcept;
+
+extern const bool kTransactionsUndo;
+
 } // namespace kiv::platform
 
 #endif

@@ -85,8 +85,16 @@ int WaitForWriter(void*, int stepsBefore) {
 }
 
 // One lock for everything below it: the list of stores and all that is done with SQLite. Threads seldom meet
-// in a configuration, and a fork has to find SQLite at rest.
+// in a configuration, and a fork has to find SQLite at rest. A thread keeps it for as long as it has a
+// transaction.
 std::mutex g_lock;
+
+// The transactions that this thread has within each other; above 0 it has the lock.
+thread_local int t_transactions = 0;
+
+std::unique_lock<std::mutex> Lock() {
+    return t_transactions > 0 ? std::unique_lock<std::mutex>() : std::unique_lock(g_lock);
+}
 
 // One SQL statement with its parameters; what it borrows must outlive it.
 class Statement {
@@ -145,28 +153,33 @@ std::int64_t Number(sqlite3* db, const char* sql, std::int64_t onFailure) {
     return statement.Next() ? statement.Number(0) : onFailure;
 }
 
-// A change of several statements: all of them or, unless it is committed, none.
+// A change of several statements: all of them or, unless it is committed, none. Within another one it is a
+// part, which can be undone by itself.
 class Transaction {
 public:
-    explicit Transaction(sqlite3* db) : m_db(db), m_open(Execute(db, "BEGIN IMMEDIATE")) {}
+    explicit Transaction(sqlite3* db, const char* begin = "BEGIN IMMEDIATE")
+        : m_db(db),
+          m_isPart(sqlite3_get_autocommit(db) == 0),
+          m_open(Execute(db, m_isPart ? "SAVEPOINT part" : begin)) {}
 
     Transaction(const Transaction&)            = delete;
     Transaction& operator=(const Transaction&) = delete;
 
     ~Transaction() {
-        if (m_open) Execute(m_db, "ROLLBACK");
+        if (m_open) Execute(m_db, m_isPart ? "ROLLBACK TO part; RELEASE part" : "ROLLBACK");
     }
 
     bool Open() const { return m_open; }
 
     bool Commit() {
-        if (!Execute(m_db, "COMMIT")) return false;
+        if (!Execute(m_db, m_isPart ? "RELEASE part" : "COMMIT")) return false;
         m_open = false;
         return true;
     }
 
 private:
     sqlite3* m_db;
+    bool     m_isPart;
     bool     m_open;
 };
 
@@ -185,7 +198,7 @@ void MakeFolders(const std::string& file) {
 }
 
 enum class State { Ready, Absent, Failed };
-enum class Access { Read, Change, Create }; // the last one also makes a store that is absent
+using Access = kiv::platform::RegistryUse;
 
 bool MakeTables(sqlite3* db) {
     const auto marks = "PRAGMA application_id = " + std::to_string(kApplicationId)
@@ -239,20 +252,33 @@ public:
     // The connection; null unless Reach found the store ready.
     sqlite3* Db() const { return m_db; }
 
+    // Begins a transaction of everything done here until Release(), for which the caller keeps the lock.
+    bool Hold(Access access);
+
+    // Ends it; true when what was done is kept.
+    bool Release(bool keep);
+
 private:
     void        Disconnect();
     static void DisconnectAll();
-    bool        Connect(Access access);
-    bool        MayWrite();
+
+    static void Unlock() {
+        if (t_transactions == 0) g_lock.unlock();
+    }
+
+    bool Connect(Access access);
+    bool MayWrite();
 
     static Store* s_first; // of all stores in use, so that a fork can reach them
 
-    std::string              m_file;
-    std::optional<FileFound> m_connected; // the file that the ids of our keys belong to, once we knew it
-    bool                     m_lost     = false; // that file is no longer the one of this name
-    sqlite3*                 m_db       = nullptr;
-    bool                     m_mayWrite = false;
-    Store*                   m_next     = nullptr;
+    std::string                m_file;
+    std::optional<FileFound>   m_connected; // the file that the ids of our keys belong to, once we knew it
+    bool                       m_lost     = false; // that file is no longer the one of this name
+    sqlite3*                   m_db       = nullptr;
+    bool                       m_mayWrite = false;
+    bool                       m_isHeld   = false;
+    std::optional<Transaction> m_transaction; // of a held store, unless the connection was lost meanwhile
+    Store*                     m_next = nullptr;
 };
 
 Store* Store::s_first = nullptr;
@@ -262,14 +288,15 @@ std::shared_ptr<Store> Store::At(const std::string& file) {
     // is open while a process forks; parent and child open theirs again when they need them.
     static const int registered = ::pthread_atfork(
         [] {
-            g_lock.lock();
+            Lock().release();
             DisconnectAll();
         },
-        [] { g_lock.unlock(); }, [] { g_lock.unlock(); });
+        Unlock, Unlock);
     if (registered != 0) return nullptr;
 
     for (Store* store = s_first; store != nullptr; store = store->m_next) {
-        if (store->m_file == file && store->Reach(Access::Read) != State::Failed)
+        // one that is held stays the only one, also when it failed
+        if (store->m_file == file && (store->m_isHeld || store->Reach(Access::Read) != State::Failed))
             return store->shared_from_this();
     }
     return std::make_shared<Store>(file);
@@ -280,6 +307,7 @@ void Store::DisconnectAll() {
 }
 
 void Store::Disconnect() {
+    m_transaction.reset();
     sqlite3_close(std::exchange(m_db, nullptr));
     m_mayWrite = false;
 }
@@ -300,8 +328,26 @@ State Store::Reach(Access access) {
         Disconnect();
         return State::Failed;
     }
+    // SQLite gives a transaction up by itself when, say, the disk is full: what follows must not stay.
+    if (m_isHeld && (!m_transaction || sqlite3_get_autocommit(m_db) != 0)) return State::Failed;
     if (access != Access::Read && !MayWrite()) return State::Failed;
     return State::Ready;
+}
+
+bool Store::Hold(Access access) {
+    const State state = Reach(access);
+    if (state != State::Ready) return state == State::Absent; // there is nothing to hold
+    m_transaction.emplace(m_db, access == Access::Read ? "BEGIN" : "BEGIN IMMEDIATE");
+    m_isHeld = m_transaction->Open();
+    if (!m_isHeld) m_transaction.reset();
+    return m_isHeld;
+}
+
+bool Store::Release(bool keep) {
+    const bool kept = !m_isHeld ? keep : keep && m_transaction && m_transaction->Commit();
+    m_transaction.reset();
+    m_isHeld = false;
+    return kept;
 }
 
 bool Store::Connect(Access access) {
@@ -378,10 +424,16 @@ struct KivRegistryKey {
 
 namespace {
 
+// The transaction of the thread that has the lock.
+struct {
+    std::shared_ptr<Store> store;
+    bool                   doomed = false;
+} g_transaction;
+
 // Runs one operation of the seam under the lock; whatever it throws is a failure.
 template <class Result, class Operation> Result Locked(Result onFailure, Operation operation) noexcept {
     try {
-        const std::lock_guard held(g_lock);
+        const auto held = Lock();
         return operation();
     } catch (const std::exception&) {
         return onFailure;
@@ -558,6 +610,32 @@ std::vector<std::string> SubKeyNames(HKEY key) noexcept {
 
 std::vector<std::string> ValueNames(HKEY key) noexcept {
     return NamesIn(key, "SELECT name FROM value WHERE key = ? ORDER BY name");
+}
+
+const bool kTransactionsUndo = true;
+
+bool BeginTransaction(RegistryUse use) noexcept {
+    auto lock = Lock();
+    if (t_transactions == 0) {
+        try {
+            auto place = PlaceOf(HKEY_LOCAL_MACHINE); // all roots are in one store
+            if (!place || !place->store->Hold(use)) return false;
+            g_transaction.store  = std::move(place->store);
+            g_transaction.doomed = false;
+        } catch (const std::exception&) {
+            return false;
+        }
+    }
+    ++t_transactions;
+    lock.release();
+    return true;
+}
+
+bool EndTransaction(bool keep) noexcept {
+    g_transaction.doomed |= !keep;
+    if (--t_transactions > 0) return keep;
+    const std::unique_lock lock(g_lock, std::adopt_lock);
+    return std::exchange(g_transaction.store, nullptr)->Release(!g_transaction.doomed);
 }
 
 } // namespace kiv::platform

@@ -79,4 +79,11 @@ std::vector<std::string> ValueNames(HKEY key) noexcept {
     });
 }
 
+// The transactions that Windows has for its registry need a manager that is not everywhere.
+const bool kTransactionsUndo = false;
+
+bool BeginTransaction(RegistryUse) noexcept { return true; }
+
+bool EndTransaction(bool keep) noexcept { return keep; }
+
 } // namespace kiv::platform

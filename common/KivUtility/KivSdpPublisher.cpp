@@ -1,0 +1,95 @@
+// Checking, writing and announcing of SDP files.
+#include "KivSdpPublisher.h"
+
+#include "AsciiCase.h"
+#include "KivRegistryMgr.h"
+#include "platform/service.h"
+#include "platform/wholefile.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cstdint>
+#include <exception>
+#include <random>
+#include <string>
+#include <string_view>
+
+namespace {
+
+namespace platform = kiv::platform;
+
+constexpr char          kKey[]          = "SOFTWARE\\Halvorn\\Common\\Server\\StreamingService";
+constexpr std::size_t   kMostNameBytes  = 200; // leaves a file system's limit of 255 room
+constexpr std::uint32_t kStartTimeoutMs = 30'000;
+
+// Names of devices: on Windows, whatever stands behind the first dot, such a file is the device.
+constexpr std::string_view kDevices[] = {"con",  "prn",  "aux",  "nul",  "com1", "com2", "com3", "com4",
+                                         "com5", "com6", "com7", "com8", "com9", "lpt1", "lpt2", "lpt3",
+                                         "lpt4", "lpt5", "lpt6", "lpt7", "lpt8", "lpt9"};
+
+bool IsFileName(std::string_view name) {
+    const auto isAllowed = [](char c) {
+        return static_cast<unsigned char>(c) >= 0x20 && c != 0x7F
+               && std::string_view("/\\:*?\"<>|").find(c) == std::string_view::npos;
+    };
+    const std::string_view stem   = name.substr(0, name.find('.'));
+    const std::string_view device = stem.substr(0, stem.find_last_not_of(' ') + 1);
+    return !name.empty() && name[0] != '.' && name.size() <= kMostNameBytes
+           && std::ranges::all_of(name, isAllowed)
+           && std::ranges::none_of(kDevices, [&](auto each) { return kiv::EqualIgnoringCase(each, device); });
+}
+
+bool IsSdpName(std::string_view name) {
+    constexpr std::string_view kExtension = ".sdp";
+    return IsFileName(name) && name.size() > kExtension.size()
+           && kiv::EqualIgnoringCase(name.substr(name.size() - kExtension.size()), kExtension);
+}
+
+// RFC 8866, 5.1, and 9 on the ends of lines.
+bool IsSdp(std::string_view text) { return text.starts_with("v=0\n") || text.starts_with("v=0\r\n"); }
+
+// Of a file beside the others: no SDP file to the service, and hidden where a dot hides. No two processes
+// have the same.
+std::string TemporaryName() {
+    static const std::uint32_t        process = std::random_device{}();
+    static std::atomic<std::uint32_t> number  = 0;
+    return ".kiv-" + std::to_string(process) + '-' + std::to_string(++number) + ".tmp";
+}
+
+std::string In(const char* folder, const std::string& name) { return std::string(folder) + '/' + name; }
+
+} // namespace
+
+CKivSdpPublisher::CKivSdpPublisher()
+    : CKivSdpPublisher(platform::kDefaultMediaFolder, platform::kDefaultStreamingService) {
+    CKivRegistryMgr node(HKEY_LOCAL_MACHINE);
+    if (node.OpenNode(kKey, 0) == 0) return;
+    const auto read = [&](const char* name, CKivString& into) {
+        CKivString text;
+        if (node.ReadValue(name, text, "") == 1 && text != "") into = text;
+    };
+    read("MediaFolder", m_mediaFolder);
+    read("ServiceName", m_serviceName);
+}
+
+CKivSdpPublisher::CKivSdpPublisher(const char* mediaFolder, const char* serviceName)
+    : m_mediaFolder(mediaFolder), m_serviceName(serviceName) {}
+
+CKivSdpPublisher::Result CKivSdpPublisher::Publish(const char* name, const char* sdp) const {
+    if (name == nullptr || !IsSdpName(name)) return kSdp_BadName;
+    if (sdp == nullptr || !IsSdp(sdp)) return kSdp_BadContent;
+    if (m_mediaFolder == "") return kSdp_NotWritten;
+    try {
+        const std::string_view text = sdp;
+        const bool             done =
+            platform::WriteWholeFile(In(m_mediaFolder, name), In(m_mediaFolder, TemporaryName()),
+                                     {reinterpret_cast<const unsigned char*>(text.data()), text.size()});
+        return done ? kSdp_Done : kSdp_NotWritten;
+    } catch (const std::exception&) {
+        return kSdp_NotWritten;
+    }
+}
+
+int CKivSdpPublisher::StartStreaming() const {
+    return platform::StartSystemService(m_serviceName, kStartTimeoutMs) ? 1 : 0;
+}

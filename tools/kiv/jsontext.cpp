@@ -1,0 +1,34 @@
+// Strings where JSON has them, digits for the rest.
+#include "jsontext.h"
+
+#include "hexadecimal.h"
+
+#include <stdexcept>
+
+namespace tool {
+
+namespace {
+
+constexpr char kHex[] = "hex"; // the name in the object that stands for a text which is none
+
+} // namespace
+
+Json HexJson(std::string_view bytes) { return {{kHex, Hexadecimal(bytes)}}; }
+
+Json TextJson(std::string_view text) { return IsUtf8(text) ? Json(text) : HexJson(text); }
+
+std::string TextFromJson(const nlohmann::json& value) {
+    if (value.is_string()) {
+        auto text = value.get<std::string>();
+        if (text.find('\0') != std::string::npos)
+            throw std::invalid_argument("holds a NUL, which ends a text");
+        return text;
+    }
+    if (!value.is_object() || value.size() != 1 || !value.contains(kHex) || !value[kHex].is_string())
+        throw std::invalid_argument("is neither a text nor {\"hex\": \"...\"}");
+    const auto bytes = FromHexadecimal(value[kHex].get_ref<const std::string&>());
+    if (!bytes) throw std::invalid_argument("hex is no pairs of hexadecimal digits");
+    return *bytes;
+}
+
+} // namespace tool
