@@ -338,10 +338,12 @@ public:
         MpegBuilder b;
         while (slices-- > 0) b.Add(OneIn(20) ? OverlappingPackets() : Slice());
         Bytes file = b.Get();
-        for (int n = Below(20); n > 0 && !file.empty(); --n)
-            file[static_cast<std::size_t>(Below(static_cast<int>(file.size())))] = static_cast<unsigned char>(
-                OneIn(6) ? Below(256)
-                         : Of({0, 0, 1, 1, 5, 9, 0xFF, 0xBA, 0xC0, 0xC1, 0xE0, 0xE1, 0xB3, 0xB8}));
+        for (int n = Below(20); n > 0 && !file.empty(); --n) {
+            const int at = Below(static_cast<int>(file.size()));
+            const int to = Of({0, 0, 1, 1, 5, 9, 0xFF, 0xBA, 0xC0, 0xC1, 0xE0, 0xE1, 0xB3, 0xB8});
+
+            file[static_cast<std::size_t>(at)] = static_cast<unsigned char>(OneIn(6) ? Below(256) : to);
+        }
         return file;
     }
 
