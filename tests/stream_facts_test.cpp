@@ -115,11 +115,13 @@ Bytes AsfHeader() {
     const Bytes stream = {0x91, 0x07, 0xDC, 0xB7, 0xB7, 0xA9, 0xCF, 0x11,
                           0x8E, 0xE6, 0,    0xC0, 0x0C, 0x20, 0x53, 0x65};
     const Bytes kind =
-        Join({{0x4D, 0x5B, 0xCF, 0x11, 0xA8, 0xFD, 0, 0x80, 0x5F, 0x5C, 0x44, 0x2B}, Bytes(38)});
+        Join({{0x4D, 0x5B, 0xCF, 0x11, 0xA8, 0xFD, 0, 0x80, 0x5F, 0x5C, 0x44, 0x2B}, Bytes(32)});
     const Bytes video = Join({stream,
                               Little(129, 8),
                               {0xC0, 0xEF, 0x19, 0xBC},
                               kind,
+                              Little(1, 2),
+                              Bytes(4),
                               Little(320),
                               Little(240),
                               Bytes(19),
@@ -129,6 +131,8 @@ Bytes AsfHeader() {
                               Little(96, 8),
                               {0x40, 0x9E, 0x69, 0xF8},
                               kind,
+                              Little(2, 2),
+                              Bytes(4),
                               Little(353, 2),
                               Little(2, 2),
                               Little(44100),

@@ -13,9 +13,10 @@ namespace {
 constexpr std::size_t kStreamPropertiesBytes = 78; // up to the media type
 constexpr std::size_t kMediaTypeBytes        = 31; // of it, up to the codec
 
+constexpr std::uint64_t kLargest = std::numeric_limits<std::uint64_t>::max();
+
 // The sum, or the largest number: a size that leads there passes every end.
 std::uint64_t Sum(std::uint64_t offset, std::uint64_t size) {
-    constexpr std::uint64_t kLargest = std::numeric_limits<std::uint64_t>::max();
     return size > kLargest - offset ? kLargest : offset + size;
 }
 
@@ -102,7 +103,7 @@ std::optional<Object> Objects::Next() {
     const ByteSpan bytes = m_reader.At(m_next, kObjectBytes);
     if (bytes.empty()) return std::nullopt;
     const Object object{ReadGuid(bytes, 0), m_next, LittleEndian<std::uint64_t>(bytes, kGuidBytes)};
-    m_next = object.size < kObjectBytes ? m_end : Sum(m_next, object.size);
+    m_next = object.size < kObjectBytes ? kLargest : Sum(m_next, object.size);
     return object;
 }
 
@@ -124,22 +125,22 @@ unsigned Header::First(Media media) const {
 std::optional<Header> ReadHeader(StreamReader& reader, std::uint64_t begin) {
     const auto whole = Objects(reader, begin, reader.Size()).Next();
     if (!whole || !(whole->id == kHeaderObject)) return std::nullopt;
-    Header header{.end = Sum(begin, whole->size), .file = {}, .streams = {}};
+    Header header;
+    header.end = Sum(begin, whole->size);
 
     const std::uint64_t end = whole->EndBefore(reader.Size());
-    bool                isTold{};
-    for (Objects objects(reader, begin + kFirstObjectInHeader, end); const auto object = objects.Next();) {
-        if (object->id == kFilePropertiesObject && !isTold) {
-            const ByteSpan bytes = BytesOf(reader, *object, FileProperties::kBytes);
-            isTold               = bytes.size() == FileProperties::kBytes;
-            header.file          = ReadFileProperties(bytes);
-        } else if (object->id == kStreamPropertiesObject) {
+    Objects             objects(reader, begin + kFirstObjectInHeader, end);
+    while (const auto object = objects.Next()) {
+        if (object->size > end - object->begin) return header;
+        if (object->id == kFilePropertiesObject && object->size >= FileProperties::kBytes && !header.file)
+            header.file = ReadFileProperties(BytesOf(reader, *object, FileProperties::kBytes));
+        else if (object->id == kStreamPropertiesObject)
             TakeStream(reader, *object, header);
-        } else if (object->id == kHeaderExtensionObject) {
+        else if (object->id == kHeaderExtensionObject)
             TakeExtension(reader, *object, end, header);
-        }
     }
-    return isTold ? std::optional(header) : std::nullopt;
+    header.isWhole = objects.At() == header.end;
+    return header;
 }
 
 } // namespace kiv::asf

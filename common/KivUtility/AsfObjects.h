@@ -59,6 +59,9 @@ public:
     // Nothing behind the last one.
     std::optional<Object> Next();
 
+    // Where the next one begins; behind every end where a size did not lead on.
+    std::uint64_t At() const { return m_next; }
+
 private:
     StreamReader& m_reader;
     std::uint64_t m_next;
@@ -101,15 +104,17 @@ struct Stream {
 };
 
 struct Header {
-    std::uint64_t           end = 0; // of the header object, as it declares it
-    FileProperties          file;
-    std::array<Stream, 128> streams; // by number, from 1 on
+    std::uint64_t                 end     = 0;     // of the header object, as it declares it
+    bool                          isWhole = false; // its objects lead to its end
+    std::optional<FileProperties> file;
+    std::array<Stream, 128>       streams; // by number, from 1 on
 
     // The number of the first stream of this kind, or 0.
     unsigned First(Media media) const;
 };
 
-// The header at `begin`; nothing where there is none, or none that holds file properties.
+// The header at `begin`, with what it tells up to an object that does not fit into it or into the file;
+// nothing where there is none.
 std::optional<Header> ReadHeader(StreamReader& reader, std::uint64_t begin);
 
 } // namespace kiv::asf

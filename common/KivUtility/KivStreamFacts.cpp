@@ -2,6 +2,7 @@
 // them.
 #include "KivStreamFacts.h"
 
+#include "AsfObjects.h"
 #include "ByteFields.h"
 #include "MpegAudioFrame.h"
 #include "MpegAudioTags.h"
@@ -12,7 +13,6 @@
 #include <array>
 #include <numeric>
 #include <optional>
-#include <string_view>
 #include <vector>
 
 using namespace kiv::mpeg;
@@ -261,51 +261,25 @@ void ReadMpeg(ByteSpan bytes, KivStreamFacts& facts) {
     if (hasPacks && !mayHaveAudio && facts.sound == kKivSound_Unknown) facts.sound = kKivSound_None;
 }
 
-constexpr std::string_view kAsfHeader("\x30\x26\xB2\x75\x8E\x66\xCF\x11\xA6\xD9\x00\xAA\x00\x62\xCE\x6C", 16);
-constexpr std::string_view kAsfFile("\xA1\xDC\xAB\x8C\x47\xA9\xCF\x11\x8E\xE4\x00\xC0\x0C\x20\x53\x65", 16);
-constexpr std::string_view kAsfStream("\x91\x07\xDC\xB7\xB7\xA9\xCF\x11\x8E\xE6\x00\xC0\x0C\x20\x53\x65", 16);
-constexpr std::string_view kAsfVideo("\xC0\xEF\x19\xBC\x4D\x5B\xCF\x11\xA8\xFD\x00\x80\x5F\x5C\x44\x2B", 16);
-constexpr std::string_view kAsfAudio("\x40\x9E\x69\xF8\x4D\x5B\xCF\x11\xA8\xFD\x00\x80\x5F\x5C\x44\x2B", 16);
-
-// A stream properties object: the kind of stream, and a media type as Windows describes it.
-void TakeAsfStream(ByteSpan object, KivStreamFacts& facts) {
-    constexpr std::size_t kKindAt = 24, kMediaTypeAt = 78;
-    const ByteSpan        type = Part(object, kMediaTypeAt);
-    if (kiv::IsTextAt(object, kKindAt, kAsfVideo)) {
-        facts.width      = LittleEndian<std::uint32_t>(type, 0);
-        facts.height     = LittleEndian<std::uint32_t>(type, 4);
-        facts.videoCodec = LittleEndian<std::uint32_t>(type, 27);
-    } else if (kiv::IsTextAt(object, kKindAt, kAsfAudio)) {
+void TakeAsf(const kiv::asf::Header& header, KivStreamFacts& facts) {
+    using kiv::asf::Media;
+    const unsigned video = header.First(Media::Video), audio = header.First(Media::Audio);
+    if (header.file) {
+        facts.leastPacket = header.file->leastPacketSize;
+        facts.mostPacket  = header.file->mostPacketSize;
+    }
+    if (video != 0) {
+        facts.width      = header.streams[video].width;
+        facts.height     = header.streams[video].height;
+        facts.videoCodec = header.streams[video].codec;
+    }
+    if (audio != 0) {
         facts.sound         = kKivSound_Wave;
-        facts.audioFormat   = LittleEndian<std::uint16_t>(type, 0);
-        facts.samplesSecond = LittleEndian<std::uint32_t>(type, 4);
+        facts.audioFormat   = header.streams[audio].formatTag;
+        facts.samplesSecond = header.streams[audio].samplesSecond;
+    } else if (header.isWhole) {
+        facts.sound = kKivSound_None;
     }
-}
-
-// A file properties object.
-void TakeAsfFile(ByteSpan object, KivStreamFacts& facts) {
-    constexpr std::size_t kLeastPacketAt = 92, kMostPacketAt = 96;
-    facts.leastPacket = LittleEndian<std::uint32_t>(object, kLeastPacketAt);
-    facts.mostPacket  = LittleEndian<std::uint32_t>(object, kMostPacketAt);
-}
-
-// Walks through the objects of the header. A size that does not lead on ends it.
-void ReadAsf(ByteSpan bytes, KivStreamFacts& facts) {
-    constexpr std::size_t kFirstObject = 30, kObjectBytes = 24;
-    const auto            size = LittleEndian<std::uint64_t>(bytes, 16);
-    const ByteSpan        header =
-        Part(bytes, 0, static_cast<std::size_t>(std::min<std::uint64_t>(size, kMostLooked)));
-    std::size_t at = kFirstObject;
-    while (at + kObjectBytes <= header.size()) {
-        const auto     length = LittleEndian<std::uint64_t>(header, at + 16);
-        const ByteSpan object =
-            Part(header, at, static_cast<std::size_t>(std::min<std::uint64_t>(length, kMostLooked)));
-        if (length < kObjectBytes || length > header.size() - at) return;
-        if (kiv::IsTextAt(object, 0, kAsfFile)) TakeAsfFile(object, facts);
-        if (kiv::IsTextAt(object, 0, kAsfStream)) TakeAsfStream(object, facts);
-        at += object.size();
-    }
-    if (at == size && facts.sound == kKivSound_Unknown) facts.sound = kKivSound_None;
 }
 
 } // namespace
@@ -316,14 +290,14 @@ KivStreamFacts KivReadStreamFacts(CKivBitStream* stream) {
     if (stream == nullptr || stream->BytesJump(0) == 0) return facts;
     kiv::StreamReader   reader(*stream);
     const std::uint64_t tags = EndOfFrontTags(reader);
-    const auto          held = FirstBytes(reader, tags);
-    const ByteSpan      bytes(held);
-    if (kiv::IsTextAt(bytes, 0, kAsfHeader)) {
-        ReadAsf(bytes, facts);
-    } else {
-        ReadMpeg(bytes, facts);
-        // no packets at all: an audio file, whose frames stand alone
-        if (facts == KivStreamFacts()) TakeAudio(FindFrame(bytes, kFramesOfAudioFile), facts);
+    if (const auto header = kiv::asf::ReadHeader(reader, tags)) {
+        TakeAsf(*header, facts);
+        return facts;
     }
+    const auto     held = FirstBytes(reader, tags);
+    const ByteSpan bytes(held);
+    ReadMpeg(bytes, facts);
+    // no packets at all: an audio file, whose frames stand alone
+    if (facts == KivStreamFacts()) TakeAudio(FindFrame(bytes, kFramesOfAudioFile), facts);
     return facts;
 }

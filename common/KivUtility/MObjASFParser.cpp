@@ -203,11 +203,11 @@ Kiv_MEDIA_FORMAT_TYPE CMObjASFParser::ParseBitStream(CKivBitStream* stream, int 
     if (quick == 0) ClearMeasures();
     StreamReader reader(*stream);
     const auto   header = ReadHeader(reader, 0);
-    if (!header) return kKivFmt_Unknown; // the media type stays as the extension gave it
+    if (!header || !header->file) return kKivFmt_Unknown; // the media type stays as the extension gave it
     if (m_mediaType != kKivFmt_Wmv) m_mediaType = kKivFmt_Asf;
     if (quick != 0) return m_mediaType;
 
-    const FileProperties& file    = header->file;
+    const FileProperties& file    = *header->file;
     const Data            data    = FindData(reader, *header);
     const Tallies         tallies = CountPackets(reader, file, data);
     Measure               seconds{DeclaredSeconds(file), kKivOrigin_Declared};

@@ -1,6 +1,7 @@
 // The header and the data packets of ASF at a splice.
 #include "MpgConcat.h"
 
+#include "AsfObjects.h"
 #include "MpgConcatBytes.h"
 
 using namespace kiv::concat;
@@ -8,34 +9,18 @@ using kiv::ByteSpan;
 
 namespace {
 
-constexpr GUID kHeaderObject = {0x75B22630, 0x668E, 0x11CF, {0xA6, 0xD9, 0x00, 0xAA, 0x00, 0x62, 0xCE, 0x6C}};
-constexpr GUID kErrorCorrectionObject = {
-    0x75B22635, 0x668E, 0x11CF, {0xA6, 0xD9, 0x00, 0xAA, 0x00, 0x62, 0xCE, 0x6C}};
-constexpr GUID kFilePropertiesObject = {
-    0x8CABDCA1, 0xA947, 0x11CF, {0x8E, 0xE4, 0x00, 0xC0, 0x0C, 0x20, 0x53, 0x65}};
+using kiv::asf::FileProperties;
 
-constexpr Index kGuidBytes         = 16;
-constexpr Index kLeastHeader       = 151; // bytes: the header object, file properties and one stream
-constexpr Index kFirstObject       = 30;  // behind the header object's own fields
-constexpr Index kFlagsAt           = 88;  // in the file properties
-constexpr Index kPacketSizeAt      = 92;
-constexpr Index kFilePropertiesEnd = 104;
-
-constexpr unsigned kBroadcast = 1; // flags of the file properties
-constexpr unsigned kSeekable  = 2;
+constexpr Index kGuidBytes   = kiv::asf::kGuidBytes;
+constexpr Index kLeastHeader = 151; // bytes: the header object, file properties and one stream
+constexpr Index kFlagsAt     = FileProperties::kFlagsAt;
 
 constexpr std::uint8_t kErrorCorrectionFlags = 0x82; // that a data packet begins with: two bytes follow
 
 } // namespace
 
 GUID CMpegStreamConcatenator::GetAsfGuid(const unsigned char* bytes) {
-    const ByteSpan from(bytes, kGuidBytes);
-    GUID           guid{};
-    guid.Data1 = kiv::LittleEndian<std::uint32_t>(from, 0);
-    guid.Data2 = kiv::LittleEndian<std::uint16_t>(from, 4);
-    guid.Data3 = kiv::LittleEndian<std::uint16_t>(from, 6);
-    std::copy_n(bytes + 8, 8, guid.Data4);
-    return guid;
+    return kiv::asf::ReadGuid({bytes, kiv::asf::kGuidBytes}, 0);
 }
 
 // Marks the header as that of a broadcast. Returns 0 when it is none of ASF.
@@ -49,14 +34,15 @@ int CMpegStreamConcatenator::AsfHeadAnalyse(CKivDynaBuffer& header) {
         }
         return kNone;
     };
-    if (header.GetSize() < kLeastHeader || !(GetAsfGuid(bytes.data()) == kHeaderObject)) return 0;
-    const Index properties = find(kFirstObject, kFilePropertiesObject);
+    if (header.GetSize() < kLeastHeader || !(GetAsfGuid(bytes.data()) == kiv::asf::kHeaderObject)) return 0;
+    const Index properties = find(kiv::asf::kFirstObjectInHeader, kiv::asf::kFilePropertiesObject);
     if (properties == kNone) return 0;
     m_counts.headerRewritten += Write8(header, properties + kFlagsAt,
-                                       (Read8(bytes, properties + kFlagsAt) | kBroadcast) & ~kSeekable);
-    m_asfOffset =
-        kiv::LittleEndian<std::uint32_t>(bytes, static_cast<std::size_t>(properties + kPacketSizeAt));
-    if (find(properties + kFilePropertiesEnd, kErrorCorrectionObject) != kNone) m_asfFlag = 1;
+                                       (Read8(bytes, properties + kFlagsAt) | FileProperties::kBroadcast)
+                                           & ~FileProperties::kSeekable);
+    m_asfOffset = kiv::asf::ReadFileProperties(Part(bytes, properties)).leastPacketSize;
+    if (find(properties + Index{FileProperties::kBytes}, kiv::asf::kErrorCorrectionObject) != kNone)
+        m_asfFlag = 1;
     return 1;
 }
 
