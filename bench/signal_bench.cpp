@@ -2,7 +2,8 @@
 // beside the plain way from thread to thread: a deque under a lock, with a condition variable.
 //
 // The time is that of the clock, taken on both sides: between the two are threads that have to be woken. The
-// percentiles of all hand-overs of a run are printed as counters, in microseconds.
+// percentiles of all hand-overs of a run are printed as counters, in microseconds. A listener of ours looks
+// at its mailbox and naps for 20 microseconds, unless the name says otherwise.
 #include "KivSignal.h"
 
 #include <benchmark/benchmark.h>
@@ -133,12 +134,12 @@ void Reference(benchmark::State& state) {
     send({});
 }
 
-BENCHMARK_CAPTURE(Ours, yield, 0, [] { std::this_thread::yield(); })
+BENCHMARK_CAPTURE(Ours, nap, 0, [] { std::this_thread::sleep_for(20us); })
     ->Name("Raise until fetched/ours")
     ->UseManualTime();
 BENCHMARK(Reference)->Name("Raise until fetched/reference")->UseManualTime();
-BENCHMARK_CAPTURE(Ours, nap, 0, [] { std::this_thread::sleep_for(20us); })
-    ->Name("Raise until fetched, naps of 20 us between looks")
+BENCHMARK_CAPTURE(Ours, yield, 0, [] { std::this_thread::yield(); })
+    ->Name("Raise until fetched, yield instead of naps")
     ->UseManualTime();
 BENCHMARK_CAPTURE(Ours, wait1, 1, [] {})->Name("Raise until fetched, wait(1)")->UseManualTime();
 BENCHMARK_CAPTURE(Ours, wait10, 10, [] {})->Name("Raise until fetched, wait(10)")->UseManualTime();

@@ -1,6 +1,6 @@
-// A process that loads the library at run time and unloads it with the dispatcher running, or just stopped.
-// usage: reload_program LIBRARY
-#include "KivUtility.h"
+// A process that loads and unloads a plug-in, and with it the library, with the dispatcher running or just
+// ended. It hangs where the library does not go.
+// usage: reload_program PLUGIN LIBRARY
 #include "dynamic_library.h"
 
 #include <cstdio>
@@ -8,18 +8,13 @@
 
 namespace {
 
-// Nothing is linked: all calls are virtual ones.
-bool StartAndUnload(const char* path, bool stop) {
-    void* const library = test::LoadLibraryFrom(path);
-    auto* const dispatcher =
-        library != nullptr
-            ? static_cast<CKivSignalDispatcher*>(test::FindSymbol(library, "g_theSignalDispatcher"))
-            : nullptr;
-    if (dispatcher == nullptr || dispatcher->StartUp() != 0) return false;
-    if (stop) dispatcher->stop();
-    test::UnloadLibrary(library);
+bool UseAndUnload(const char* plugin, const char* library, bool stop) {
+    void* const loaded        = test::LoadLibraryFrom(plugin);
+    auto* const useDispatcher = reinterpret_cast<int (*)(int)>(test::FindSymbol(loaded, "UseDispatcher"));
+    if (useDispatcher == nullptr || useDispatcher(stop ? 1 : 0) == 0) return false;
+    test::UnloadLibrary(loaded);
     // Where a running thread keeps the library, it goes once the thread has ended.
-    while ((stop || !test::kThreadsKeepLibrary) && !test::IsLibraryGone(path)) std::this_thread::yield();
+    while ((stop || !test::kThreadsKeepLibrary) && !test::IsLibraryGone(library)) std::this_thread::yield();
     return true;
 }
 
@@ -27,10 +22,9 @@ bool StartAndUnload(const char* path, bool stop) {
 
 int main(int argc, char** argv) {
     for (int turn = 0; turn < 10; ++turn) {
-        if (argc != 2 || !StartAndUnload(argv[1], turn % 3 == 2)) {
-            std::fprintf(stderr, "turn %d failed\n", turn);
-            return 1;
-        }
+        if (argc == 3 && UseAndUnload(argv[1], argv[2], turn % 3 == 2)) continue;
+        std::fprintf(stderr, "turn %d failed\n", turn);
+        return 1;
     }
     return 0; // the last one was not stopped
 }

@@ -6,7 +6,6 @@
 #include <atomic>
 #include <chrono>
 #include <functional>
-#include <optional>
 #include <thread>
 #include <vector>
 
@@ -127,23 +126,24 @@ TEST(Thread, StartsAgainAfterItsEndAndBeforeIt) {
 }
 
 TEST(Thread, IsSharedByItsCopies) {
-    std::atomic<bool>        finish = false;
-    Work                     work([&] {
+    std::atomic<bool> finish = false;
+    Work              work([&] {
         while (!finish) std::this_thread::yield();
     });
-    std::optional<KivThread> original(&work);
-    ASSERT_TRUE(original->start());
-    KivThread copy(*original), assigned;
-    assigned = copy;
-    assigned = *&assigned; // its own handle must outlive this
-    original->suspend();
-    original.reset();
+    KivThread         original(&work), assigned;
+    ASSERT_TRUE(original.start());
+    {
+        KivThread copy(original);
+        assigned = copy;
+        assigned = *&assigned; // its own handle must outlive this
+        copy.suspend();
+    }
     EXPECT_EQ(work.stops, 1);
-    EXPECT_TRUE(copy.isAlive() && assigned.isAlive());
+    EXPECT_TRUE(original.isAlive() && assigned.isAlive());
     finish = true;
     assigned.resume();
-    copy.join();
-    EXPECT_FALSE(copy.isAlive() || assigned.isAlive());
+    assigned.join();
+    EXPECT_FALSE(original.isAlive() || assigned.isAlive());
 }
 
 TEST(Suspension, CountsUpTo127) {
