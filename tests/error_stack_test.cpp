@@ -1,15 +1,14 @@
 // The error stack: what it keeps, what it shares, and its dump file.
 #include "KivUtility.h"
 
+#include "crowd.h"
 #include "temp_folder.h"
 
 #include <gtest/gtest.h>
 
 #include <atomic>
 #include <sstream>
-#include <thread>
 #include <tuple>
-#include <vector>
 
 namespace {
 
@@ -91,8 +90,8 @@ TEST_F(ErrorStack, KeepsTheNewestRecords) {
 TEST_F(ErrorStack, ExplainsCausesAndSeparatesChains) {
     CKivErrorStack stack;
     std::string    expected;
-    for (const unsigned long rc : {0, 5}) {
-        for (const unsigned long cause : {0, 2, 3, 103, 104, 6000, 6001, 7013}) {
+    for (const unsigned long rc : {0UL, 5UL}) {
+        for (const unsigned long cause : {0UL, 2UL, 3UL, 103UL, 104UL, 6000UL, 6001UL, 7013UL}) {
             const CKivString text = cause < 104 ? KivGetStrRes(int(cause)) : KivFindNetErrorMsg(cause);
             EXPECT_EQ(stack.ExpandErrMsg(kType, rc, cause, 10, "x"), 1);
             if (cause > 2)
@@ -150,21 +149,17 @@ TEST_F(ErrorStack, DumpsALineARecordOverWhatTheFileHeld) {
 
 // Two stacks and a copy of one, filled, assigned crosswise and read at once.
 TEST_F(ErrorStack, IsFilledAndCopiedByManyThreads) {
-    CKivErrorStack           a(20), b(30), c(a);
-    std::vector<std::thread> threads;
-    std::atomic<int>         added = 0;
-    for (int thread = 0; thread < 8; ++thread) {
-        threads.emplace_back([&, thread] {
-            CKivErrorStack &mine = thread % 2 == 0 ? a : b, &other = thread % 2 == 0 ? b : c;
-            for (int i = 0; i < 1000; ++i) {
-                added += mine.ExpandErrMsg(kType, 5, 6001, i, "a text that is longer than any small buffer");
-                if (i % 50 == thread) mine = other;
-                if (i % 50 == thread + 10) mine.AppendErrStack(&other);
-                CKivErrorStack(mine).GetHighestErrType();
-            }
-        });
-    }
-    for (auto& thread : threads) thread.join();
+    CKivErrorStack   a(20), b(30), c(a);
+    std::atomic<int> added = 0;
+    test::Start(8, [&](int thread) {
+        CKivErrorStack &mine = thread % 2 == 0 ? a : b, &other = thread % 2 == 0 ? b : c;
+        for (int i = 0; i < 1000; ++i) {
+            added += mine.ExpandErrMsg(kType, 5, 6001, i, "a text that is longer than any small buffer");
+            if (i % 50 == thread) mine = other;
+            if (i % 50 == thread + 10) mine.AppendErrStack(&other);
+            CKivErrorStack(mine).GetHighestErrType();
+        }
+    }).clear(); // which waits for their end
     EXPECT_TRUE(added == 8000 && a.GetErrMsgCount() <= 20 && b.GetErrMsgCount() <= 30);
 }
 

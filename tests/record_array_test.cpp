@@ -1,12 +1,12 @@
 // The arrays of records: what copies share, and until when.
 #include "KivUtility.h"
 
+#include "crowd.h"
+
 #include <gtest/gtest.h>
 
 #include <cstring>
 #include <string>
-#include <thread>
-#include <vector>
 
 namespace {
 
@@ -15,7 +15,7 @@ using Sessions = Kiv_STM_SESSION_INFO_ARRAY;
 Sessions Named(const std::string& letters) {
     Sessions sessions(static_cast<int>(letters.size()));
     for (int i = 0; i < sessions.size(); ++i)
-        sessions[i].sessionId = static_cast<unsigned>(letters.at(std::size_t(i)));
+        sessions[i].sessionId = static_cast<unsigned char>(letters.at(std::size_t(i)));
     return sessions;
 }
 
@@ -59,20 +59,16 @@ TEST(RecordArray, PartsFromItsCopiesWhenItGrows) {
 }
 
 TEST(RecordArray, IsSharedAndDroppedByManyThreads) {
-    auto                     list = Named("a");
-    std::vector<std::thread> threads;
-    for (int thread = 0; thread < 16; ++thread) {
-        threads.emplace_back([mine = list] {
-            Sessions kept;
-            for (int i = 0; i < 50000; ++i) {
-                const auto copy = mine;
-                kept            = i % 3 == 0 ? Sessions(1) : copy;
-                EXPECT_EQ(copy[0].sessionId, unsigned{'a'});
-            }
-        });
-    }
-    list = {}; // the last thread frees the records
-    for (auto& thread : threads) thread.join();
+    auto list    = Named("a");
+    auto threads = test::Start(16, [mine = list](int) {
+        Sessions kept;
+        for (int i = 0; i < 50000; ++i) {
+            const auto copy = mine; // NOLINT(performance-unnecessary-copy-initialization)
+            kept            = i % 3 == 0 ? Sessions(1) : copy;
+            EXPECT_EQ(copy[0].sessionId, unsigned{'a'});
+        }
+    });
+    list         = {}; // the last thread frees the records
 }
 
 } // namespace

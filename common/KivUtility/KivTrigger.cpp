@@ -15,7 +15,7 @@ void Triggerable::DeleteTrigger(Trigger& t) {
 void Triggerable::NotifyTriggers(void* argument) {
     ++m_walks;
     // by index, up to the end as it is at each step: the triggers may move when one is added
-    for (std::size_t i = 0; i < m_triggers.size(); ++i) {
+    for (std::size_t i = 0; i < m_triggers.size(); ++i) { // NOLINT(modernize-loop-convert)
         if (Trigger* const trigger = m_triggers[i]) trigger->OnNotify(this, argument);
     }
     // writes nothing when nothing was deleted: another thread may have begun a walk

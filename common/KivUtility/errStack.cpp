@@ -74,6 +74,7 @@ struct CKivErrorStack::State {
 
 CKivErrorStack::CKivErrorStack(int capacity) : m_state(std::make_shared<State>(capacity)) {}
 
+// NOLINTNEXTLINE(bugprone-unhandled-self-assignment): the records are copied before any is dropped
 CKivErrorStack& CKivErrorStack::operator=(const CKivErrorStack& other) {
     CKivErrorStack copy(static_cast<int>(m_state->capacity));
     for (Record& record : other.m_state->CopyRecords()) {
