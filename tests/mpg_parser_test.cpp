@@ -263,7 +263,7 @@ TEST(MpegMeasuring, SeesThatAFileWasCut) {
         const auto  first = [&](std::size_t n) {
             return Bytes(whole.begin(), whole.end() - static_cast<std::ptrdiff_t>(n));
         };
-        for (const std::size_t less : {1, 7, 100, 1000})
+        for (const unsigned less : {1U, 7U, 100U, 1000U})
             EXPECT_TRUE(isCut(first(less))) << name << " less " << less;
         const std::size_t wholePackets = std::string(name).ends_with(".ts") ? 188 * 9 : 0;
         EXPECT_FALSE(isCut(first(wholePackets))) << name << " less whole packets";
