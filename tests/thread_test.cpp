@@ -76,9 +76,9 @@ TEST(Thread, IsJoinedByAnyNumberAtAnyTime) {
         thread.join(ms);
         EXPECT_TRUE(thread.isAlive() && Clock::now() - begin >= std::chrono::milliseconds(ms)) << ms;
     }
-    std::vector<std::jthread> joiners;
-    for (int i = 0; i < 8; ++i) {
-        joiners.emplace_back([&] {
+    std::vector<std::jthread> joiners(8);
+    for (std::jthread& joiner : joiners) {
+        joiner = std::jthread([&] {
             thread.join();
             EXPECT_FALSE(thread.isAlive());
         });
@@ -178,9 +178,9 @@ TEST(Suspension, MayComeFromManyThreadsAndAtTheEnd) {
     for (int round = 0; round < 30; ++round) {
         Counter counter;
         ASSERT_TRUE(counter.start());
-        std::vector<std::jthread> others;
-        for (int i = 0; i < 3; ++i) {
-            others.emplace_back([&] {
+        std::vector<std::jthread> others(3);
+        for (std::jthread& other : others) {
+            other = std::jthread([&] {
                 for (int turn = 0; turn < 20; ++turn) {
                     counter.suspend();
                     counter.resume();

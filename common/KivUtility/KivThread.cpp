@@ -27,6 +27,7 @@ KivThread::KivThread(const KivThread& other)
       m_handle(kiv::platform::ShareThread(other.m_handle)) {}
 
 KivThread& KivThread::operator=(const KivThread& other) {
+    if (this == &other) return *this;
     const HANDLE before = m_handle;
     m_runnable          = other.m_runnable;
     m_threadId          = other.m_threadId;
