@@ -19,12 +19,11 @@ std::string FactsOf(CKivBitStream& stream) {
 }
 
 // Of a block exactly as long as it is, but for the byte that a stream may look at.
-std::string FactsOf(Bytes bytes) {
-    const int size = static_cast<int>(bytes.size());
-    bytes.push_back(0);
-    bytes.shrink_to_fit();
+std::string FactsOf(const Bytes& bytes) {
+    Bytes block(bytes.size() + 1);
+    std::ranges::copy(bytes, block.begin());
     CKivBitStream stream;
-    stream.SourceFromBuffer(bytes.data(), size);
+    stream.SourceFromBuffer(block.data(), static_cast<int>(bytes.size()));
     return FactsOf(stream);
 }
 

@@ -79,6 +79,8 @@ TEST_F(ToolNic, WritesNothingThatIsNotValidAndSaysWhy) {
         {1, "10.0.0.2: the bandwidth", {"set", "10.0.0.2", "--enable"}},
         {2, "no IPv4 address", {"set", "10.0.0"}},
         {2, "no IPv4 address", {"set", "10.0.0.256"}},
+        {2, "no IPv4 address", {"set", "0xA.0.0.1"}},
+        {2, "no IPv4 address", {"set", "010.0.0.1"}},
         {2, "", {"set", "10.0.0.1", "--bandwidth", "4294967296"}},
         {2, "", {"set", "10.0.0.1", "--enable", "--disable"}},
         {2, "", {"set", "10.0.0.1", "--from", "x"}},
@@ -92,7 +94,7 @@ TEST_F(ToolNic, WritesNothingThatIsNotValidAndSaysWhy) {
     for (int i = 1; i <= 17; ++i)
         many += R"({"bandwidth": 10, "enabled": true, "ipAddress": "10.0.0.)" + std::to_string(i) + "\"}";
     const std::tuple<int, std::string, std::string> files[] = {
-        {1, "17 interfaces", many},
+        {2, "one interface more", many},
         {1, "no interface is enabled", ""},
         {2, "given twice", good + good},
         {2, "another name", good + R"({"ipAddress": "10.0.0.2", "groupName": "x"})"},

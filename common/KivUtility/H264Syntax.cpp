@@ -25,7 +25,7 @@ constexpr double kMostFramesPerSecond = 300;
 // scaling_list, 7.3.2.1.1.1.
 void SkipScalingList(HeaderBits& bits, int size) {
     int next = 8;
-    for (int i = 0; i < size && next != 0 && bits.Ok(); ++i) next = (next + bits.Signed()) & 0xFF;
+    for (int i = 0; i < size && next != 0 && bits.Ok(); ++i) next = (next + (bits.Signed() & 0xFF)) & 0xFF;
 }
 
 struct Chroma {

@@ -32,8 +32,8 @@ struct Media {
 enum class Effort { Recognise, Measure };
 
 // Reads the atoms of a stream from where it stands; leaves it anywhere. Recognising reads the headers of the
-// outer atoms up to the movie, measuring those of all, the movie and the fragments. Reads every byte once at
-// most, and keeps no more of a large file than of a small one. Separate streams at once.
+// outer atoms up to the movie, measuring those of all, the movie and the fragments. Reads every byte about
+// once at most, and keeps no more of a large file than of a small one. Separate streams at once.
 Media ReadMedia(CKivBitStream& stream, Effort effort);
 
 } // namespace kiv::iso

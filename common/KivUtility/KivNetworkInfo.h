@@ -64,7 +64,7 @@ public:
     NetworkInfoRC GetNicGroupName(NicInfo& nic);
 
     // Reads all configured interfaces, at most *count, in the order of their numbers, with the names of their
-    // groups, and sets *count to how many there are; kNic_NotConfigured when there is none. The host may lack
+    // groups, and sets *count to how many it read; kNic_NotConfigured when there is none. The host may lack
     // their addresses. Changes nothing.
     NetworkInfoRC GetConfiguredNics(NicInfo* list, int* count);
 

@@ -7,7 +7,6 @@
 #include "platform/wholefile.h"
 
 #include <algorithm>
-#include <atomic>
 #include <cstdint>
 #include <exception>
 #include <random>
@@ -48,12 +47,11 @@ bool IsSdpName(std::string_view name) {
 // RFC 8866, 5.1, and 9 on the ends of lines.
 bool IsSdp(std::string_view text) { return text.starts_with("v=0\n") || text.starts_with("v=0\r\n"); }
 
-// Of a file beside the others: no SDP file to the service, and hidden where a dot hides. No two processes
-// have the same.
+// Of a file beside the others: no SDP file to the service, and hidden where a dot hides. Drawn anew for each,
+// as a process that was forked off has its parent's variables.
 std::string TemporaryName() {
-    static const std::uint32_t        process = std::random_device{}();
-    static std::atomic<std::uint32_t> number  = 0;
-    return ".kiv-" + std::to_string(process) + '-' + std::to_string(++number) + ".tmp";
+    std::random_device random;
+    return ".kiv-" + std::to_string(random()) + '-' + std::to_string(random()) + ".tmp";
 }
 
 std::string In(const char* folder, const std::string& name) { return std::string(folder) + '/' + name; }

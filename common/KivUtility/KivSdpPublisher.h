@@ -29,13 +29,13 @@ public:
 
     // Makes the file `name` of the media folder, or replaces it: the service finds the old file or the whole
     // new one. name: of a file, ends in ".sdp" in either case, does not begin with a dot, has at most 200
-    // bytes, and is one that both platforms take. sdp: a text whose first line is "v=0"; the rest is not
-    // looked at and goes out as it is. After a failure the folder is as it was.
+    // bytes, and is one that both platforms take. sdp: a text that begins with the line "v=0" and its end;
+    // the rest is not looked at and goes out as it is. After a failure the folder is as it was.
     Result Publish(const char* name, const char* sdp) const;
 
     // Has the system's service manager start the service and waits until it runs, at most half a minute. 1
-    // when it does, also when it did before; otherwise 0. On Linux a process that ignores SIGCHLD always
-    // gets 0.
+    // when it does, also when it did before; otherwise 0. On Linux a process that ignores SIGCHLD, or
+    // reaps every child elsewhere, gets 0.
     int StartStreaming() const;
 
     const CKivString& GetMediaFolder() const { return m_mediaFolder; }

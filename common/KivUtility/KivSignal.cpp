@@ -17,6 +17,11 @@ constexpr int  kWaitTimeMs = 1000;
 constexpr auto kStopTime   = std::chrono::milliseconds(20);
 constexpr int  kEndTurnMs  = 1; // between two wakes of a thread that is to end
 
+constexpr int kMostSuspensions = 127;
+
+// How often a listener that is about to lock its mailbox steps aside for who is to deliver into it.
+constexpr int kMostYields = 1000;
+
 bool IsIn(std::uint32_t mask, Kiv_SIGNALS signal) {
     return static_cast<unsigned int>(signal) < 32 && (mask >> signal & 1) != 0;
 }
@@ -80,7 +85,9 @@ void CKivSignalHandlerDesc::setSignalMask(unsigned long mask) {
 }
 
 int CKivSignalHandlerDesc::deliverSignal(Kiv_SIGNALS signal, const void* payload, int length) {
+    ++m_deliverers;
     const ScopeLock held(*this);
+    --m_deliverers;
     if (m_listener == nullptr || !IsIn(m_signalMask, signal) || m_pending.m_signal != 0) return 0;
     if (m_pending.setPayload(payload, length) == 0) return 0;
     m_pending.m_signal = signal;
@@ -89,6 +96,9 @@ int CKivSignalHandlerDesc::deliverSignal(Kiv_SIGNALS signal, const void* payload
 }
 
 int CKivSignalHandlerDesc::wait(int ms) {
+    // A listener waits again at once, and who waited for the lock meanwhile is slower than that: without a
+    // chance to come in between it might never have it.
+    for (int i = 0; i < kMostYields && m_deliverers != 0; ++i) std::this_thread::yield();
     const ScopeLock held(*this); // over the wait, kept: nothing can be delivered before it returns
     return m_pending.m_signal != 0 || timedwait(ms) == 0 ? 1 : 0;
 }
@@ -178,8 +188,8 @@ void CKivSignalDispatcher::EndThread() {
         // again: a thread that has not come to its loop yet does not hear the flag, one that does not wait
         // does not hear the wake, and somebody may have suspended it.
         m_isToStop = true;
+        for (int i = 0; i <= kMostSuspensions; ++i) resume(); // first: it may hold what signal() takes
         g_theSignalRegistrar.signal();
         for (CKivSignalHandlerDesc& mailbox : m_mailboxes) mailbox.m_delivered.signal();
-        resume();
     } while (!kiv::platform::JoinThread(m_handle, kEndTurnMs));
 }

@@ -3,7 +3,7 @@
 //
 // Nobody tells a raiser what became of his signal. It is lost where it meets a mailbox that is still full, a
 // free slot, or a listener that does not want it; and a signal that is raised while the dispatcher is busy
-// stays in the queue until a later one wakes the dispatcher for it. docs/concurrency.md shows how to live
+// may stay in the queue until a later one wakes the dispatcher for it. docs/concurrency.md shows how to live
 // with that, and lists what else is particular.
 #ifndef KIVUTILITY_KIVSIGNAL_H
 #define KIVUTILITY_KIVSIGNAL_H
@@ -121,6 +121,7 @@ private:
     // both also read without the lock, which is held as long as the listener waits
     std::atomic<std::uint32_t> m_signalMask = 0;
     std::atomic<KivThread*>    m_listener   = nullptr;
+    std::atomic<int>           m_deliverers = 0; // who are about to take the lock
 
     CKivSignalDesc m_pending; // under this lock; none where its number is 0
     ConditionMutex m_delivered;

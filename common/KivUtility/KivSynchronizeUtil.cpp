@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <limits>
 #include <new>
 
 using kiv::platform::kForever;
@@ -78,7 +79,7 @@ void ConditionMutex::wait() { timedwait(kForever); }
 int ConditionMutex::timedwait(unsigned int ms) {
     {
         const ScopeLock held(m_guard);
-        ++m_waiters;
+        if (m_waiters < std::numeric_limits<std::int32_t>::max()) ++m_waiters; // time-outs add up
     }
     unlock();
     const Wait result = kiv::platform::WaitFor(m_wake, ms);

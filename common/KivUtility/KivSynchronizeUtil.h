@@ -111,8 +111,9 @@ private:
 //
 // How the waiters are counted is relied on and kept, with what follows from it:
 // - A wait may end without a signal, so whoever waits looks at what he waits for, again and again.
-// - A wait that timed out still counts as a waiter. The next signal goes to it and so to nobody, and a later
-//   wait then ends at once.
+// - A wait that timed out still counts as a waiter. A signal that finds nobody else waiting is kept for it,
+// and
+//   a later wait then ends at once.
 // - broadcast() is told by the last waiter that all have woken, by a pulse: one that comes before it listens
 //   is lost, and broadcast() does not return, until some later wait ends that a signal took off the count.
 class KIV_API ConditionMutex : public Lock {

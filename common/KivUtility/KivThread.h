@@ -27,8 +27,9 @@ protected:
 // A thread that runs a KivRunnable, or the run() of a derived class.
 //
 // The object and its runnable live until the thread has ended, which only isAlive() and join() tell. Nothing
-// here has a lock: one thread at a time starts, assigns and destroys, while any number ask, join, suspend and
-// resume. Operations on a thread that was never started do nothing. Failures are not told, but by start().
+// here has a lock: any number of threads ask, join, suspend and resume, but nobody else uses the object while
+// one starts, assigns or destroys it. Operations on a thread that was never started do nothing. Failures are
+// not told, but by start().
 class KIV_API KivThread : public KivRunnable {
 public:
     // HIGH runs before others and LOW behind them, as far as the system lets this process choose.
@@ -69,8 +70,9 @@ public:
     // may suspend itself. A resume too many is not kept, and a thread that has ended stays ended.
     //
     // Off Windows a signal does it: the last real-time signal that the process had no use for when its first
-    // thread was started. A thread that blocks this signal stops when it no longer does, and suspend()
-    // waits for it.
+    // thread was started; where there is none, suspend() stops only its own caller. A thread that blocks this
+    // signal stops when it no longer does, and suspend() waits for it. A system call that the signal finds
+    // may end with EINTR.
     void suspend();
     void resume();
 

@@ -18,6 +18,6 @@ void Triggerable::NotifyTriggers(void* argument) {
     for (std::size_t i = 0; i < m_triggers.size(); ++i) { // NOLINT(modernize-loop-convert)
         if (Trigger* const trigger = m_triggers[i]) trigger->OnNotify(this, argument);
     }
-    // writes nothing when nothing was deleted: another thread may have begun a walk
+    // nothing is written when nothing was deleted: other threads may walk
     if (--m_walks == 0) std::erase(m_triggers, nullptr);
 }

@@ -25,9 +25,9 @@ public:
 // What is observed. It keeps pointers and owns nothing: a trigger is deleted from here before it is
 // destroyed.
 //
-// There is no lock. Several threads may notify at once, but nobody may add or delete a trigger while another
-// thread notifies. A trigger that is being notified may add and delete any, itself as well, and then destroy
-// what it deleted; it must not destroy what notifies it.
+// There is no lock. Several threads may notify at once as long as nobody adds or deletes a trigger meanwhile.
+// Where one thread alone notifies, a trigger that is being notified may add and delete any, itself as well,
+// and then destroy what it deleted; it must not destroy what notifies it, nor throw.
 class KIV_API Triggerable {
 public:
     Triggerable() = default;

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <optional>
 #include <utility>
+#include <vector>
 
 using kiv::BigEndian;
 using kiv::ByteSpan;
@@ -303,13 +304,23 @@ Tally ReadOpenDmlIndex(StreamReader& reader, const Chunk& chunk) {
         AddStandardIndex(reader, chunk, tally);
         return tally;
     }
-    for (std::uint64_t i = 0, behind = 0; i < index->entries; ++i) {
-        const ByteSpan entry = reader.At(index->first + i * kSuperEntryBytes, kSuperEntryBytes);
-        const auto     at    = LittleEndian<std::uint64_t>(entry, 0);
-        const auto     part  = Chunks(reader, at, reader.Size()).Next();
-        if (!part || at < behind || part->id >> 16 != FourCc("ix00") >> 16) return {};
-        AddStandardIndex(reader, *part, tally);
-        behind = part->end;
+    constexpr std::uint64_t kEntriesAtOnce = StreamReader::kMost / kSuperEntryBytes;
+    for (std::uint64_t done = 0, behind = 0; done < index->entries;) {
+        const std::uint64_t count = std::min(index->entries - done, kEntriesAtOnce);
+        const std::uint64_t from  = index->first + done * kSuperEntryBytes;
+        const auto          size  = static_cast<std::size_t>(count * kSuperEntryBytes);
+        const ByteSpan      bytes = kiv::Part(reader.At(from, size), 0, size);
+        // a copy: to follow an entry moves the reader away, and each way back would be a read
+        const std::vector<std::uint8_t> entries(bytes.begin(), bytes.end());
+        if (entries.empty()) return {};
+        for (std::size_t entry = 0; entry < entries.size(); entry += kSuperEntryBytes) {
+            const auto at   = LittleEndian<std::uint64_t>(entries, entry);
+            const auto part = Chunks(reader, at, reader.Size()).Next();
+            if (!part || at < behind || part->id >> 16 != FourCc("ix00") >> 16) return {};
+            AddStandardIndex(reader, *part, tally);
+            behind = part->end;
+        }
+        done += count;
     }
     return tally;
 }

@@ -13,7 +13,8 @@
 // Frames: of the first video stream, counted in the headers in front of its slices; else the packets of the
 // first audio stream. Behind damage nothing can be counted: then frame rate times duration, if told.
 // Bit rate: the file's size over the duration; without a duration the average that the properties tell.
-// Truncated: a chunk, or the sound that a RealAudio file tells, passes the end.
+// Truncated: a chunk (of the data only when packets are missing, or none are told), or the sound that a
+// RealAudio file tells, passes the end.
 class KIV_API CMObjRMParser : public CMObjBaseParser {
 protected:
     Kiv_MEDIA_FORMAT_TYPE ParseBitStream(CKivBitStream* stream, int quick) override;

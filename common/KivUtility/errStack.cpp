@@ -15,6 +15,7 @@
 #include <deque>
 #include <filesystem>
 #include <new>
+#include <optional>
 #include <string>
 #include <utility>
 
@@ -70,6 +71,12 @@ struct CKivErrorStack::State {
         const ScopeLock held(lock);
         return records;
     }
+
+    // Nothing where there is no such record.
+    std::optional<Record> CopyRecord(std::size_t index) {
+        const ScopeLock held(lock);
+        return index < records.size() ? std::optional(records[index]) : std::nullopt;
+    }
 };
 
 CKivErrorStack::CKivErrorStack(int capacity) : m_state(std::make_shared<State>(capacity)) {}
@@ -102,7 +109,10 @@ int CKivErrorStack::Add(Record record) noexcept {
     const KivES_ERR_TYPE type = records.back().type;
     if (type > m_state->highestType) m_state->highestType = type;
     while (!wasEmpty && records.size() > m_state->capacity) ChopHeadRecord();
-    if (m_state->log && m_state->log->Write(line)) m_state->log->Commit();
+    if (m_state->log) {
+        m_state->log->Write(line);
+        m_state->log->Commit(); // what was written, also where the disk is full
+    }
     return 1;
 }
 
@@ -162,9 +172,10 @@ int CKivErrorStack::AppendErrStack(const CKivErrorStack* other) {
     if (other == nullptr) return 0;
     if (other == this) kiv::ReportFailedCheck(kUnit, 175, "this!=pErrStack Failed");
     try {
-        // a copy: the records of this very stack, or of one that shares them, grow with each that is added
-        for (Record& record : other->m_state->CopyRecords()) {
-            if (Add(std::move(record)) == 0) throw std::bad_alloc();
+        // one by one, kept: of this very stack, or of one that shares its records, they grow meanwhile, and
+        // it ends where the capacity does
+        for (std::size_t i = 0; auto record = other->m_state->CopyRecord(i); ++i) {
+            if (Add(std::move(*record)) == 0) throw std::bad_alloc();
         }
     } catch (const std::bad_alloc&) {
         kiv::ReportFailedCheck(kUnit, 184, "0 Failed");

@@ -64,9 +64,10 @@ public:
     // dropped.
     int GetErrMsg(int index, KivES_ERR_TYPE& type, unsigned long& kivRc, int& oEC, char*& msg) const;
 
-    // Appends copies of the records that `other` holds when this begins, oldest first. Returns 1; 0 for a
-    // null `other` and, with a report, when memory runs out on the way. `other` being this stack is reported
-    // as a mistake and done all the same.
+    // Appends copies of `other`'s records one by one, oldest first, until there is none behind. Returns 1; 0
+    // for a null `other` and, with a report, when memory runs out on the way. `other` being this stack is
+    // reported as a mistake and done all the same: it, or a copy that shares its records, grows with every
+    // record that is added, so that a stack with any fills up to its capacity.
     int AppendErrStack(const CKivErrorStack* other);
 
     // Drops all records, sets the highest type to 0 and closes the dump file.

@@ -4,6 +4,7 @@
 
 #include "KivUtility.h"
 
+#include <algorithm>
 #include <initializer_list>
 #include <vector>
 
@@ -18,8 +19,10 @@ public:
     std::size_t Size() const { return m_bytes.size(); }
 
     MpegBuilder& Add(std::initializer_list<int> bytes) {
-        for (const int byte : bytes) m_bytes.push_back(static_cast<unsigned char>(byte));
-        return *this;
+        Bytes added(bytes.size());
+        std::ranges::transform(bytes, added.begin(),
+                               [](int byte) { return static_cast<unsigned char>(byte); });
+        return Add(added);
     }
 
     MpegBuilder& Add(const Bytes& bytes) {

@@ -38,6 +38,7 @@ constexpr TypeName kTypes[] = {{1, kText}, {3, kBinary}, {4, kNumber}};
 constexpr int         kFormat             = 1; // of what is exported
 constexpr std::size_t kMostKeyNameBytes   = 255;
 constexpr std::size_t kMostValueNameBytes = 16383;
+constexpr int         kMostLevels         = 512; // of keys, below the root
 
 template <class Row, std::size_t N> std::vector<std::string> NamesOf(const Row (&table)[N]) {
     std::vector<std::string> names(N);
@@ -172,7 +173,9 @@ RegistryValue ValueFromJson(const Place& place) {
     return value;
 }
 
-RegistryKey KeyFromJson(const Place& place, const std::string& name) {
+// level: how many keys lead to this one.
+RegistryKey KeyFromJson(const Place& place, const std::string& name, int level) {
+    if (level > kMostLevels) place.Refuse("lies deeper than a registry reaches");
     RegistryKey           key{name, {}, {}};
     std::set<std::string> names; // which the registry compares without regard to case
     place.EachOf("values", [&](const Place& each) {
@@ -186,7 +189,7 @@ RegistryKey KeyFromJson(const Place& place, const std::string& name) {
         if (below.empty() || below.size() > kMostKeyNameBytes || below.find('\\') != std::string::npos)
             each.Refuse("name is none that a key can have");
         if (!names.insert(Lower(below)).second) each.Refuse("the name is given twice");
-        key.keys.push_back(KeyFromJson(each, below));
+        key.keys.push_back(KeyFromJson(each, below, level + 1));
     });
     return key;
 }
@@ -278,7 +281,9 @@ Exported FromExportedJson(const json& object) {
     const Place whole{object, "registry"};
     whole.MustHaveOnly({"registry", "root", "key", "values", "keys"});
     if (whole.Member("registry") != kFormat) whole.Refuse("is of a format that is not known here");
-    Exported exported{whole.Word("root"), whole.Text("key"), KeyFromJson(whole, "")};
+    const std::string key   = whole.Text("key");
+    const auto        level = static_cast<int>(std::ranges::count(key, '\\')) + 1;
+    Exported          exported{whole.Word("root"), key, KeyFromJson(whole, "", level)};
     if (RegistryRoot(exported.root) == nullptr) whole.Refuse("root is none that there is");
     return exported;
 }

@@ -12,7 +12,8 @@ public:
     // Loads the library that programs call by `name`, such as "foo" for foo.dll or libfoo.so: from the folder
     // of the running executable, otherwise from the system's own folders. The working directory and the
     // folders of PATH, where others may have put one, are not searched; a system that is configured to search
-    // further folders for shared libraries (LD_LIBRARY_PATH) searches them here too. Null when there is none
+    // further folders for shared libraries searches them here too, and one whose LD_LIBRARY_PATH has an empty
+    // element the working directory with them. Null when there is none
     // or it cannot be loaded; nothing is shown to the user then. Throws std::bad_alloc.
     static std::unique_ptr<Library> Load(const char* name);
 

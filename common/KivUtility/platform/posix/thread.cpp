@@ -165,12 +165,29 @@ public:
         const std::lock_guard held(m_lock);
         if (m_number == 0 || !AddSuspension(object, kSignalled)) return;
         // one that is halted already remains so
-        if ((object.state.Get() & kSignalled) != 0)
-            ::syscall(SYS_tgkill, object.process, object.id, m_number.load());
+        if ((object.state.Get() & kSignalled) != 0 && !Send(object)) TakeBack(object);
         object.state.Await(kEnded, kSignalled);
     }
 
 private:
+    // The user's queue of signals may be full for a while. False when it is for too long, or the thread gone.
+    bool Send(const ThreadObject& object) const noexcept {
+        constexpr int          kMostTries = 1000;
+        constexpr ::useconds_t kPause     = 1000; // microseconds
+        for (int i = 0; i < kMostTries; ++i) {
+            if (::syscall(SYS_tgkill, object.process, object.id, m_number.load()) == 0) return true;
+            if (errno != EAGAIN) return false;
+            ::usleep(kPause);
+        }
+        return false;
+    }
+
+    static void TakeBack(ThreadObject& object) noexcept {
+        std::uint32_t state = object.state.Get();
+        while (!object.state.Change(state, (state - ((state & kSuspensions) != 0 ? 1 : 0)) & ~kSignalled)) {
+        }
+    }
+
     std::mutex       m_lock;
     std::atomic<int> m_number = 0; // 0 is none
 };
@@ -199,6 +216,7 @@ struct Start {
     ThreadObject&  object;
     ThreadBody     body;
     void*          argument;
+    HANDLE&        thread;
     std::uint32_t& id;
 };
 
@@ -228,7 +246,8 @@ struct Running {
 extern "C" void* KivRunThread(void* argument) {
     const Start   start = *static_cast<const Start*>(argument); // which waits no longer than for kStarted
     const Running running(start.object);
-    start.id = static_cast<std::uint32_t>(start.object.id);
+    start.id     = static_cast<std::uint32_t>(start.object.id);
+    start.thread = &start.object;
     start.object.state.SetAndClear(kStarted, 0);
     start.body(start.argument);
     return nullptr;
@@ -238,17 +257,15 @@ extern "C" void* KivRunThread(void* argument) {
 
 void StartThread(ThreadBody body, void* argument, HANDLE& thread, std::uint32_t& id) noexcept {
     g_suspendSignal.Choose();
+    thread             = nullptr;
     auto* const object = new (std::nothrow) ThreadObject;
-    thread             = object;
-    Start       start{*object, body, argument, id};
+    if (object == nullptr) return;
+    Start       start{*object, body, argument, thread, id};
     ::pthread_t unused{};
-    if (object != nullptr && object->hasEnded != nullptr
-        && ::pthread_create(&unused, nullptr, KivRunThread, &start) == 0) {
+    if (object->hasEnded != nullptr && ::pthread_create(&unused, nullptr, KivRunThread, &start) == 0)
         object->state.Await(kStarted, 0);
-        return;
-    }
-    delete object;
-    thread = nullptr;
+    else
+        delete object;
 }
 
 HANDLE ShareThread(HANDLE thread) noexcept {
