@@ -226,6 +226,30 @@ TEST(SignalDispatcher, IsEndedWhileItDeliversToAListenerThatWaits) {
     listener.join();
 }
 
+TEST(SignalService, DeliversBetweenTwoWaitsThatFollowAtOnce) {
+    constexpr int          kDeliveries = 20;
+    CKivSignalDispatcher   dispatcher;
+    KivThread              nobody;
+    CKivSignalHandlerDesc* mailbox = dispatcher.addListener(Kiv_LISTENERS{0}, 2, &nobody);
+    std::atomic<int>       turns   = 0;
+    std::atomic<bool>      quit    = false;
+    std::thread            listener([&] {
+        for (Kiv_SIGNALS signal{}; !quit; ++turns) {
+            if (mailbox->wait(5) == 1) mailbox->fetchSigcontext(&signal, nullptr, 0);
+        }
+    });
+    int                    passed = 0; // turns that a delivery took
+    for (int i = 0; i < kDeliveries; ++i) {
+        for (const int seen = turns; turns < seen + 2;) std::this_thread::yield();
+        const int before = turns;
+        mailbox->deliverSignal(Kiv_SIGNALS{1}, nullptr, 0);
+        passed += turns - before;
+    }
+    quit = true;
+    listener.join();
+    EXPECT_LE(passed, 3 * kDeliveries);
+}
+
 // What the stress raises: who, which one, and bytes that follow from both.
 struct Token {
     std::uint32_t raiser, number;
