@@ -45,11 +45,12 @@ TEST_F(ToolNic, GuidesFromNothingToAValidConfiguration) {
     ASSERT_FALSE(hosts.empty());
     EXPECT_NE(Nic({"show"}).out.find(hosts[0] + ' '), std::string::npos);
     EXPECT_EQ(Nic({"verify"}).status, 1);
-    for (const std::string& host : hosts)
+    for (const std::string& host : hosts) {
         EXPECT_EQ(
             Nic({"set", host, "--bandwidth", "1000", "--enable", "--group", "2", "--group-name", "Hall"})
                 .status,
             0);
+    }
     EXPECT_EQ(Nic({"verify"}).status, 0);
     EXPECT_EQ(Nic({"set", "203.0.113.7", "--bandwidth", "10", "--group", "2"}).status, 0);
     const ToolResult shown = Nic({"show", "--json"});

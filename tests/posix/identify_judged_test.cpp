@@ -25,7 +25,7 @@ struct Kind {
     const char* framesOrigin;   // expected
     double      seconds = 3;    // of the input
     const char* rate    = "25"; // pictures a second of the input
-    int         percent = 100;  // of the file that is left
+    unsigned    percent = 100;  // of the file that is left
 };
 
 constexpr char kAvc[]   = "-c:v libx264 -preset ultrafast -c:a aac";

@@ -45,8 +45,8 @@ TEST(ToolSplice, LeavesNothingBehindWhenASignalEndsIt) {
     const std::string old = folder.Write("old", {1, 2, 3}), film = folder.Write("film", ReadWholeFile(kFilm));
     fs::resize_file(film, std::uintmax_t{1} << 36);
     fs::permissions(old, fs::perms{0600});
+    const std::string words = "ulimit -c 0; exec '" KIV_TOOL "' splice -o '" + old + "' '" + film + "'";
     for (const int signal : {SIGHUP, SIGINT, SIGQUIT, SIGTERM, SIGXCPU}) {
-        const std::string words   = "ulimit -c 0; exec '" KIV_TOOL "' splice -o '" + old + "' '" + film + "'";
         const char* const shell[] = {"sh", "-c", words.c_str(), nullptr};
         pid_t             child   = 0;
         ASSERT_EQ(::posix_spawn(&child, "/bin/sh", nullptr, nullptr, const_cast<char**>(shell), environ), 0);
