@@ -33,7 +33,7 @@ std::string Measured(const Bytes& bytes, Kiv_MEDIA_FORMAT_TYPE set = kKivFmt_Unk
     fileAgain.SourceFromFile(path.c_str());
     block.SourceFromBuffer(copy.data(), static_cast<int>(bytes.size()));
     blockAgain.SourceFromBuffer(copyAgain.data(), static_cast<int>(bytes.size()));
-    const std::string line = tell(file, fileAgain);
+    std::string line = tell(file, fileAgain);
     EXPECT_EQ(tell(block, blockAgain), line) << "file and block disagree";
     return line;
 }
