@@ -17,7 +17,7 @@ struct Service : testing::Test {
     // A program with this body, which finds its folder in $here.
     std::string Manager(const std::string& body) const {
         const std::string text = "#!/bin/sh\nhere='" + folder.Path("") + "'\n" + body;
-        const std::string path = folder.Write("manager", {text.begin(), text.end()});
+        std::string       path = folder.Write("manager", {text.begin(), text.end()});
         fs::permissions(path, fs::perms::owner_all);
         return path;
     }
