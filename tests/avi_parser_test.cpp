@@ -1,6 +1,8 @@
 // The AVI parser: what the headers tell, and what wrong ones do.
 #include "media.h"
 
+#include <cmath>
+
 namespace {
 
 using namespace test;
@@ -156,7 +158,7 @@ Measured Measure(Bytes bytes) {
     CMObjAviParser parser;
     stream.SourceFromBuffer(bytes.data(), static_cast<int>(bytes.size() - 1));
     parser.ParseFile(&stream);
-    return {parser.GetFrames(), static_cast<unsigned long>(parser.GetDuration() * 25 + 0.5F),
+    return {parser.GetFrames(), static_cast<unsigned long>(std::lround(parser.GetDuration() * 25)),
             parser.GetFramesOrigin(), parser.IsTruncated()};
 }
 
