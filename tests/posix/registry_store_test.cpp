@@ -138,7 +138,7 @@ TEST_F(RegistryStore, ManyProcessesShareANodeOfBeforeTheForkAndMakeAStoreTogethe
     std::thread beside([&] {
         while (!done) EXPECT_TRUE(Write("beside", 1));
     });
-#if defined(__SANITIZE_ADDRESS__)
+#if defined(KIV_ADDRESS_SANITIZER)
     done = true; // this sanitizer's own allocator does not survive a fork beside a thread that allocates
     beside.join();
 #endif
