@@ -62,9 +62,9 @@ bool SkipPictureOrder(HeaderBits& bits) {
     return true;
 }
 
-// The frames a second of the video usability information, E.1.1, or 0. It is cut short in many recordings,
-// and one that is tells nothing.
-double ReadFrameRate(HeaderBits& bits) {
+// The rate in the video usability information, E.1.1. That is cut short in many recordings, and one that is
+// tells nothing.
+void ReadFrameRate(HeaderBits& bits, SequenceParameters& sequence) {
     constexpr std::uint32_t kExtendedAspectRatio = 255;
     if (bits.Flag() && bits.Get(8) == kExtendedAspectRatio) bits.Skip(32); // sar_width, sar_height
     if (bits.Flag()) bits.Skip(1);                                         // overscan_appropriate_flag
@@ -76,11 +76,13 @@ double ReadFrameRate(HeaderBits& bits) {
         bits.Unsigned();
         bits.Unsigned();
     }
-    if (!bits.Flag()) return 0; // timing_info_present_flag
-    const double unitsInTick = bits.Get(32);
-    const double timeScale   = bits.Get(32);
-    const double rate        = unitsInTick > 0 ? timeScale / (2 * unitsInTick) : 0; // two ticks a frame
-    return bits.Ok() && rate <= kMostFramesPerSecond ? rate : 0;
+    if (!bits.Flag()) return; // timing_info_present_flag
+    SequenceParameters told;
+    told.unitsInTick = bits.Get(32);
+    told.timeScale   = bits.Get(32);
+    if (!bits.Ok() || told.FramesPerSecond() <= 0 || told.FramesPerSecond() > kMostFramesPerSecond) return;
+    sequence.unitsInTick = told.unitsInTick;
+    sequence.timeScale   = told.timeScale;
 }
 
 // Takes `unit` times what is cropped at the two ends off `size`; false where nothing is left.
@@ -136,7 +138,7 @@ std::optional<SequenceParameters> ReadSequenceParameters(ByteSpan bytes) {
     if (!ReadSize(bits, chroma, sequence)) return std::nullopt;
     const bool hasUsability = bits.Flag();
     if (!bits.Ok()) return std::nullopt;
-    if (hasUsability) sequence.framesPerSecond = ReadFrameRate(bits);
+    if (hasUsability) ReadFrameRate(bits, sequence);
     return sequence;
 }
 
@@ -171,7 +173,7 @@ std::optional<SliceHeader> ParameterSets::ReadSlice(ByteSpan bytes) const {
     slice.frameNum        = bits.Get(sequence->frameNumBits);
     slice.isField         = !sequence->framesOnly && bits.Flag();
     slice.isBottomField   = slice.isField && bits.Flag();
-    slice.framesPerSecond = sequence->framesPerSecond;
+    slice.framesPerSecond = sequence->FramesPerSecond();
     return bits.Ok() ? std::optional(slice) : std::nullopt;
 }
 

@@ -34,7 +34,11 @@ struct SequenceParameters {
     bool          separateColourPlanes = false;
     unsigned      frameNumBits         = 0;
     bool          framesOnly           = false; // no picture is a single field
-    double        framesPerSecond      = 0;     // 0 where it is not told
+    std::uint32_t unitsInTick          = 0;     // both 0 where the rate is not told
+    std::uint32_t timeScale            = 0;
+
+    // A frame takes two ticks. 0 where it is not told.
+    double FramesPerSecond() const { return unitsInTick > 0 ? timeScale / (2.0 * unitsInTick) : 0; }
 };
 
 // The most bytes of a sequence parameter set that are read: it has hundreds at worst, but for a picture order

@@ -4,6 +4,7 @@
 
 #include "AsfObjects.h"
 #include "ByteFields.h"
+#include "H264Syntax.h"
 #include "MpegAudioFrame.h"
 #include "MpegAudioTags.h"
 #include "MpegCodes.h"
@@ -240,6 +241,30 @@ KivSound SoundOfSubStream(ByteSpan bytes) {
     }
 }
 
+void TakeRate(const kiv::h264::SequenceParameters& sequence, KivStreamFacts& facts) {
+    const std::uint64_t ticks   = std::uint64_t{sequence.unitsInTick} * 2; // of a frame
+    const std::uint64_t divisor = std::max<std::uint64_t>(std::gcd(ticks, sequence.timeScale), 1);
+    if (ticks / divisor > 0xFFFFFFFF) return;
+    facts.frameRate    = static_cast<unsigned long>(sequence.timeScale / divisor);
+    facts.frameRatePer = static_cast<unsigned long>(ticks / divisor);
+}
+
+// What the first sequence parameter set of an H.264 stream tells.
+void ReadH264(ByteSpan bytes, KivStreamFacts& facts) {
+    std::array<std::uint8_t, kiv::h264::kMostSequenceBytes> unit{};
+    EachStartCode(bytes, [&](std::size_t at, std::uint32_t code) {
+        const kiv::h264::NalHeader header(static_cast<std::uint8_t>(code & 0xFF));
+        if (header.forbiddenBit || header.type != kiv::h264::kSequenceParameters) return true;
+        const std::size_t size     = kiv::CopyUnescaped(Part(bytes, at + 4, unit.size()), unit);
+        const auto        sequence = kiv::h264::ReadSequenceParameters(std::span(unit).first(size));
+        if (!sequence) return true;
+        facts.width  = sequence->width;
+        facts.height = sequence->height;
+        TakeRate(*sequence, facts);
+        return false;
+    });
+}
+
 // Video and audio wherever their codes stand: those of video cannot occur in its data, and what is no frame
 // of audio is not taken for one.
 void ReadMpeg(ByteSpan bytes, KivStreamFacts& facts) {
@@ -297,7 +322,8 @@ KivStreamFacts KivReadStreamFacts(CKivBitStream* stream) {
     const auto     held = FirstBytes(reader, tags);
     const ByteSpan bytes(held);
     ReadMpeg(bytes, facts);
-    // no packets at all: an audio file, whose frames stand alone
+    // No packets at all. Frames of audio come last, for a few bytes of anything may look like one.
+    if (facts == KivStreamFacts()) ReadH264(bytes, facts);
     if (facts == KivStreamFacts()) TakeAudio(FindFrame(bytes, kFramesOfAudioFile), facts);
     return facts;
 }

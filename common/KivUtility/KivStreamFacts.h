@@ -36,11 +36,13 @@ struct KivStreamFacts {
 };
 
 // Reads them from the first 2 MiB of the stream, from its start: of MPEG video from its sequence header
-// (ISO/IEC 13818-2, 6.3.3), of MPEG audio from its first frame, alone or in program and transport streams; of
-// other sound from the program map of transport streams and the sub-streams of program streams; of ASF from
-// its header, of any length, the video and the audio stream with the lowest number. What is not found there
-// stays 0; sound that is not is none where nothing else may be it. The stream is left anywhere; a null one,
-// or one without a source, tells nothing. Throws std::bad_alloc without memory. One thread at a time.
+// (ISO/IEC 13818-2, 6.3.3), of H.264 alone from its first sequence parameter set
+// (ISO/IEC 14496-10, 7.3.2.1.1), of MPEG audio from its first frame, alone or in program and transport
+// streams; of other sound from the program map of transport streams and the sub-streams of program streams;
+// of ASF from its header, of any length, the video and the audio stream with the lowest number. What is not
+// found there stays 0; sound that is not is none where nothing else may be it. The stream is left anywhere; a
+// null one, or one without a source, tells nothing. Throws std::bad_alloc without memory. One thread at a
+// time.
 KIV_API KivStreamFacts KivReadStreamFacts(CKivBitStream* stream);
 
 #endif

@@ -37,7 +37,16 @@ constexpr SpliceWay kWays[] = {
     {kKivFmt_MpegAudio, kKivFmt_Mp3, true, false}, // the search for frames knows all layers
     {kKivFmt_Asf, kKivFmt_Asf, false, false},
     {kKivFmt_Wmv, kKivFmt_Asf, false, false},
+    {kKivFmt_H264Mp4, kKivFmt_H264HikPlay, false, false}, // everything passes
+    {kKivFmt_H264HikPlay, kKivFmt_H264HikPlay, false, false},
+    {kKivFmt_H264DhPlay, kKivFmt_H264DhPlay, false, false},
+    {kKivFmt_Avs, kKivFmt_H264HikPlay, false, false}, // as itself it would be searched for packs
 };
+
+// Elementary streams, which repeat what a player has to know before it.
+bool HasStreamHeader(const SpliceWay& way) {
+    return way.as != kKivFmt_Mp3 && way.as != kKivFmt_H264HikPlay && way.as != kKivFmt_H264DhPlay;
+}
 
 [[noreturn]] void Refuse(const SpliceInput& input, const std::string& reason) {
     throw std::runtime_error(Shown(input.path) + ": " + reason);
@@ -87,7 +96,7 @@ std::size_t AsfHeaderLength(std::span<const unsigned char> bytes) {
 // The first file's stream header, as a server keeps it; empty where the format has none.
 CKivDynaBuffer ReadHeader(const SpliceInput& input, const SpliceWay& way) {
     CKivDynaBuffer header;
-    if (way.as == kKivFmt_Mp3) return header;
+    if (!HasStreamHeader(way)) return header;
     ByteSource                 source(input.name);
     std::vector<unsigned char> start(kHeaderSearched + 1); // the reader of bits may touch a byte more
     const std::size_t          size = source.Fill(std::span(start).first(kHeaderSearched));
