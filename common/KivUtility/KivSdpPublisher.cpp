@@ -3,11 +3,12 @@
 
 #include "AsciiCase.h"
 #include "KivRegistryMgr.h"
+#include "platform/file.h"
 #include "platform/service.h"
-#include "platform/wholefile.h"
 
 #include <algorithm>
 #include <cstdint>
+#include <cstdio>
 #include <exception>
 #include <random>
 #include <string>
@@ -56,6 +57,20 @@ std::string TemporaryName() {
 
 std::string In(const char* folder, const std::string& name) { return std::string(folder) + '/' + name; }
 
+// Whoever opens `path` finds the file that was there or the whole new one. `temporary` must be free, and is
+// again afterwards.
+bool WriteWhole(const std::string& path, const std::string& temporary, std::string_view text) {
+    using platform::OutputFile;
+    auto file =
+        OutputFile::Open(temporary.c_str(), OutputFile::Existing::Refuse, OutputFile::Readers::Everybody);
+    if (!file) return false;
+    const bool isWritten = file->Write(text) && file->Commit();
+    file.reset();
+    if (isWritten && platform::MoveIntoPlace(temporary.c_str(), path.c_str())) return true;
+    std::remove(temporary.c_str());
+    return false;
+}
+
 } // namespace
 
 CKivSdpPublisher::CKivSdpPublisher()
@@ -78,10 +93,7 @@ CKivSdpPublisher::Result CKivSdpPublisher::Publish(const char* name, const char*
     if (sdp == nullptr || !IsSdp(sdp)) return kSdp_BadContent;
     if (m_mediaFolder == "") return kSdp_NotWritten;
     try {
-        const std::string_view text = sdp;
-        const bool             done =
-            platform::WriteWholeFile(In(m_mediaFolder, name), In(m_mediaFolder, TemporaryName()),
-                                     {reinterpret_cast<const unsigned char*>(text.data()), text.size()});
+        const bool done = WriteWhole(In(m_mediaFolder, name), In(m_mediaFolder, TemporaryName()), sdp);
         return done ? kSdp_Done : kSdp_NotWritten;
     } catch (const std::exception&) {
         return kSdp_NotWritten;

@@ -17,8 +17,6 @@ constexpr int  kWaitTimeMs = 1000;
 constexpr auto kStopTime   = std::chrono::milliseconds(20);
 constexpr int  kEndTurnMs  = 1; // between two wakes of a thread that is to end
 
-constexpr int kMostSuspensions = 127;
-
 // How often a listener that is about to lock its mailbox steps aside for who is to deliver into it.
 constexpr int kMostYields = 1000;
 
@@ -188,7 +186,8 @@ void CKivSignalDispatcher::EndThread() {
         // again: a thread that has not come to its loop yet does not hear the flag, one that does not wait
         // does not hear the wake, and somebody may have suspended it.
         m_isToStop = true;
-        for (int i = 0; i <= kMostSuspensions; ++i) resume(); // first: it may hold what signal() takes
+        for (int i = 0; i <= kiv::platform::kMostSuspensions; ++i)
+            resume(); // first: it may hold what signal() takes
         g_theSignalRegistrar.signal();
         for (CKivSignalHandlerDesc& mailbox : m_mailboxes) mailbox.m_delivered.signal();
     } while (!kiv::platform::JoinThread(m_handle, kEndTurnMs));

@@ -24,6 +24,13 @@ void Report(int line, const char* text, int kivRc = 0) {
     kiv::ReportFailedCheck("common/KivUtility/KivSynchronizeUtil", line, text, kivRc);
 }
 
+// The result of a lock that waits in vain.
+int GiveUp(std::unique_lock<Mutex>& held, int line) {
+    held.unlock();
+    Report(line, kWaitFailed);
+    return 0;
+}
+
 } // namespace
 
 Mutex::Mutex() noexcept { kiv::platform::Initialize(m_section); }
@@ -148,31 +155,21 @@ int ControlVariable::LockAgain(std::unique_lock<Mutex>& held, std::uint32_t thre
 }
 
 int ControlVariable::LockAlone(std::unique_lock<Mutex>& held, std::uint32_t threadId) {
-    while (m_exclusive != 0) {
-        if (WaitForRoomEmpty(held)) continue;
-        held.unlock();
-        Report(311, kWaitFailed);
-        return 0;
-    }
+    while (m_exclusive != 0)
+        if (!WaitForRoomEmpty(held)) return GiveUp(held, 311);
     m_exclusive = 1; // before those who share have left: from here on nobody joins them
     while (m_count != 0) {
         if (WaitForRoomEmpty(held)) continue;
         m_exclusive = 0;
-        held.unlock();
-        Report(335, kWaitFailed);
-        return 0;
+        return GiveUp(held, 335);
     }
     Add(threadId);
     return 1;
 }
 
 int ControlVariable::LockShared(std::unique_lock<Mutex>& held, std::uint32_t threadId) {
-    while (m_exclusive != 0) {
-        if (WaitForRoomEmpty(held)) continue;
-        held.unlock();
-        Report(358, kWaitFailed);
-        return 0;
-    }
+    while (m_exclusive != 0)
+        if (!WaitForRoomEmpty(held)) return GiveUp(held, 358);
     const bool tooMany = m_count >= ControlVariable_MAX_THREADS;
     if (!Add(threadId)) return 0;
     held.unlock();

@@ -214,6 +214,8 @@ int KivParseKivUrl(const char* url, Kiv_URL_KEY& key) {
     return 1;
 }
 
+int KivIsIpv4Address(const char* text) { return text != nullptr && IsIpv4(text) ? 1 : 0; }
+
 int KivParseKivUrl(const char* url, Kiv_FILE_KEY& key) {
     Kiv_URL_KEY parsed;
     return KivParseKivUrl(url, parsed) == 1 ? KivFileUtil::setFileKey(key, parsed) : 0;

@@ -40,6 +40,9 @@ KIV_API int KivParseKivUrl(const char* url, Kiv_URL_KEY& key);
 // The same for the key of the file, of which a query is no part.
 KIV_API int KivParseKivUrl(const char* url, Kiv_FILE_KEY& key);
 
+// 1 where the text is an IPv4 address, four numbers of 0 to 255 without zeros in front, else 0, as for null.
+KIV_API int KivIsIpv4Address(const char* text);
+
 // Fills the keys of files.
 class KIV_API KivFileUtil {
 public:

@@ -8,6 +8,7 @@
 #include "platform/paths.h"
 
 #include <CLI/CLI.hpp>
+#include <nlohmann/json.hpp>
 
 #include <memory>
 

@@ -12,6 +12,7 @@
 #include "progress.h"
 
 #include <CLI/CLI.hpp>
+#include <nlohmann/json.hpp>
 
 #include <cmath>
 #include <memory>

@@ -4,6 +4,7 @@
 #include "names.h"
 
 #include <algorithm>
+#include <nlohmann/json.hpp>
 #include <set>
 #include <stdexcept>
 #include <string_view>

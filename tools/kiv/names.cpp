@@ -8,6 +8,7 @@
 #include <array>
 #include <cstdint>
 #include <cstdio>
+#include <nlohmann/json.hpp>
 #include <optional>
 #include <ranges>
 
@@ -108,6 +109,13 @@ std::string ShownText(std::string_view text) {
             for (const char byte : bytes) shown += Escaped(byte);
     });
     return shown;
+}
+
+std::string LowerCase(std::string text) {
+    std::ranges::transform(text, text.begin(), [](char c) {
+        return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+    });
+    return text;
 }
 
 int Columns(std::string_view shown) {

@@ -1,9 +1,9 @@
-// How names of files are shown. Whoever names a file may have put anything into the name.
+// How names are shown and compared. Whoever names a file may have put anything into the name.
 #ifndef KIVTOOL_NAMES_H
 #define KIVTOOL_NAMES_H
 
 #include <filesystem>
-#include <nlohmann/json.hpp>
+#include <nlohmann/json_fwd.hpp>
 #include <string>
 #include <string_view>
 
@@ -20,6 +20,9 @@ std::string ShownText(std::string_view text);
 
 // Whether all of the text is UTF-8 (RFC 3629).
 bool IsUtf8(std::string_view text);
+
+// With a to z for A to Z, whatever the locale says.
+std::string LowerCase(std::string text);
 
 // The terminal columns that a shown text takes.
 int Columns(std::string_view shown);

@@ -7,6 +7,7 @@
 #include "jsontext.h"
 
 #include <CLI/CLI.hpp>
+#include <nlohmann/json.hpp>
 
 #include <algorithm>
 #include <cstdio>
@@ -254,17 +255,6 @@ int SetOne(const Changes& changes) {
     return status;
 }
 
-// Spelt as the servers compare it: four decimal numbers without zeros in front.
-bool IsIpv4(const std::string& text) {
-    const auto isNumber = [](const std::string& part) {
-        const bool areDigits = std::ranges::all_of(part, [](char c) { return c >= '0' && c <= '9'; });
-        return !part.empty() && part.size() <= 3 && areDigits && std::to_string(std::stoi(part)) == part
-               && std::stoi(part) <= 255;
-    };
-    const auto parts = CLI::detail::split(text, '.');
-    return parts.size() == 4 && std::ranges::all_of(parts, isNumber);
-}
-
 // The member of that name, or its default where it is not given.
 template <class Value>
 Value MemberOr(const nlohmann::json& object, const char* name, Value otherwise,
@@ -285,17 +275,18 @@ std::optional<NicInfo> NicFromJson(const nlohmann::json& object) {
     const auto is32   = [](const nlohmann::json& value) {
         return value.is_number_unsigned() && value.get<std::uint64_t>() <= 0xFFFFFFFF;
     };
-    const auto isText = [](const nlohmann::json& value) { return value.is_string() || value.is_object(); };
-    const auto text   = [&](const char* name) {
-        std::string value = TextFromJson(MemberOr<nlohmann::json>(object, name, "", isText));
-        if (value.find('\0') != std::string::npos)
-            throw std::invalid_argument(std::string(name) + " holds a NUL");
-        return value;
+    const auto text = [&](const char* name) {
+        if (!object.contains(name)) return std::string();
+        try {
+            return TextFromJson(object[name]);
+        } catch (const std::invalid_argument& error) {
+            throw std::invalid_argument(std::string(name) + ' ' + error.what());
+        }
     };
     if (!MemberOr(object, "configured", true, isBool)) return std::nullopt;
     NicInfo nic;
     nic.ipAddress = text("ipAddress").c_str();
-    if (!IsIpv4(std::string(nic.ipAddress))) throw std::invalid_argument("ipAddress is no IPv4 address");
+    if (KivIsIpv4Address(nic.ipAddress) == 0) throw std::invalid_argument("ipAddress is no IPv4 address");
     nic.groupName = text("groupName").c_str();
     nic.enabled   = MemberOr(object, "enabled", false, isBool) ? 1 : 0;
     for (const auto& number : kNumberFields)
@@ -391,7 +382,7 @@ void AddNicCommand(CLI::App& app, int& exitStatus) {
         ->type_name("")
         ->check(CLI::Validator(
             [](const std::string& text) {
-                return IsIpv4(text) ? std::string() : text + " is no IPv4 address";
+                return KivIsIpv4Address(text.c_str()) != 0 ? std::string() : text + " is no IPv4 address";
             },
             ""));
     CLI::Option* from =

@@ -11,6 +11,7 @@
 #include "recordlist.h"
 
 #include <CLI/CLI.hpp>
+#include <nlohmann/json.hpp>
 
 #include <algorithm>
 #include <memory>
@@ -35,15 +36,10 @@ struct Options {
     ByteOrder Order() const { return hostOrder ? ByteOrder::Host : ByteOrder::Network; }
 };
 
-bool IsSameButForCase(std::string_view one, std::string_view other) {
-    const auto lower = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; };
-    return std::ranges::equal(one, other, {}, lower, lower);
-}
-
 // The type of that name; one that differs in upper and lower case where it is the only one. Throws.
 const KivRecordType& FindType(const std::string& name) {
     if (const KivRecordType* type = KivFindRecordType(name.c_str())) return *type;
-    const auto isMeant = [&](const KivRecordType* type) { return IsSameButForCase(type->name, name); };
+    const auto isMeant = [&](const KivRecordType* type) { return LowerCase(type->name) == LowerCase(name); };
     const auto types   = KivGetRecordTypes();
     const auto found   = std::ranges::find_if(types, isMeant);
     if (std::ranges::count_if(types, isMeant) == 1) return **found;

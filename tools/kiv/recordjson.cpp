@@ -8,6 +8,7 @@
 #include <charconv>
 #include <cstdint>
 #include <cstring>
+#include <nlohmann/json.hpp>
 #include <stdexcept>
 #include <string_view>
 
@@ -126,7 +127,7 @@ void PackNumber(const json& value, const KivRecordField& field, OutBytes bytes, 
 // The bytes of a text, or of what stands for one.
 std::string TextBytes(const json& value, const Place& place) {
     try {
-        return TextFromJson(value);
+        return BytesFromJson(value);
     } catch (const std::invalid_argument& error) {
         place.Refuse(error.what());
     }

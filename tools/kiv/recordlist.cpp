@@ -1,7 +1,9 @@
 // Showing the library's description of the records.
 #include "recordlist.h"
 
+#include <algorithm>
 #include <cstdio>
+#include <nlohmann/json.hpp>
 
 namespace tool {
 

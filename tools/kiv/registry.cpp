@@ -9,6 +9,7 @@
 #include "registrytree.h"
 
 #include <CLI/CLI.hpp>
+#include <nlohmann/json.hpp>
 
 #include <memory>
 #include <optional>

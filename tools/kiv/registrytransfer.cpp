@@ -7,6 +7,7 @@
 #include "outputfile.h"
 #include "registrytree.h"
 
+#include <nlohmann/json.hpp>
 #include <stdexcept>
 
 namespace tool {

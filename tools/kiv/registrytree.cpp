@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <nlohmann/json.hpp>
 #include <set>
 #include <stdexcept>
 #include <string_view>
@@ -124,7 +125,6 @@ struct Place {
         } catch (const std::invalid_argument& error) {
             Refuse(std::string(member) + ' ' + error.what());
         }
-        if (text.find('\0') != std::string::npos) Refuse(std::string(member) + " holds a NUL");
         if (platform::ToNarrow(platform::FromNarrow(text)) != text)
             Refuse(std::string(member) + " cannot be spelt in this system's code page");
         return text;
@@ -144,13 +144,6 @@ struct Place {
             each(Place{element, path + '.' + member + '[' + std::to_string(index++) + ']'});
     }
 };
-
-std::string Lower(std::string name) {
-    std::ranges::transform(name, name.begin(), [](char c) {
-        return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-    });
-    return name;
-}
 
 RegistryValue ValueFromJson(const Place& place) {
     place.MustHaveOnly({"name", "type", "data"});
@@ -180,7 +173,7 @@ RegistryKey KeyFromJson(const Place& place, const std::string& name, int level) 
     std::set<std::string> names; // which the registry compares without regard to case
     place.EachOf("values", [&](const Place& each) {
         key.values.push_back(ValueFromJson(each));
-        if (!names.insert(Lower(key.values.back().name)).second) each.Refuse("the name is given twice");
+        if (!names.insert(LowerCase(key.values.back().name)).second) each.Refuse("the name is given twice");
     });
     names.clear();
     place.EachOf("keys", [&](const Place& each) {
@@ -188,7 +181,7 @@ RegistryKey KeyFromJson(const Place& place, const std::string& name, int level) 
         const std::string below = each.Text("name");
         if (below.empty() || below.size() > kMostKeyNameBytes || below.find('\\') != std::string::npos)
             each.Refuse("name is none that a key can have");
-        if (!names.insert(Lower(below)).second) each.Refuse("the name is given twice");
+        if (!names.insert(LowerCase(below)).second) each.Refuse("the name is given twice");
         key.keys.push_back(KeyFromJson(each, below, level + 1));
     });
     return key;

@@ -1,4 +1,4 @@
-// Reading a regular file at any offset, and writing a file from its start.
+// Reading a regular file at any offset, writing a file from its start, and putting it in another's place.
 #ifndef KIVUTILITY_PLATFORM_FILE_H
 #define KIVUTILITY_PLATFORM_FILE_H
 
@@ -52,10 +52,15 @@ public:
     // What becomes of a file that has the name already.
     enum class Existing { Overwrite, Refuse };
 
-    // Opens `path`, spelt as the system's narrow file calls take it, or makes it, of mode 0640. What an
-    // existing file holds stays until it is written over, from its start on. Where existing ones are refused,
-    // no two processes make the same one. Null on any failure.
-    static std::unique_ptr<OutputFile> Open(const char* path, Existing existing) noexcept;
+    // Who may read a file that is made here, as far as the process's own mask allows, beside its owner. On
+    // Windows its folder decides.
+    enum class Readers { Group, Everybody };
+
+    // Opens `path`, spelt as the system's narrow file calls take it, or makes it. What an existing file holds
+    // stays until it is written over, from its start on. Where existing ones are refused, no two processes
+    // make the same one. Null on any failure.
+    static std::unique_ptr<OutputFile> Open(const char* path, Existing existing,
+                                            Readers readers = Readers::Group) noexcept;
 
     // Writes `bytes` behind what was written before; false when not all could be. What was written outlives
     // the process, however that ends.
@@ -68,6 +73,11 @@ public:
 private:
     OutputFile() noexcept : FileHandle(kNone) {}
 };
+
+// Gives the file `from`, which nobody has open, the name `to` in the same folder, in place of a file that may
+// have it: whoever opens `to` finds the one or the other. Waits until the disk knows it, where it can. False
+// on failure: nothing has changed then.
+bool MoveIntoPlace(const char* from, const char* to) noexcept;
 
 } // namespace kiv::platform
 

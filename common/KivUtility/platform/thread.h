@@ -33,8 +33,10 @@ bool IsAlive(HANDLE thread) noexcept;
 // it has: it then runs no code any more.
 bool JoinThread(HANDLE thread, std::uint32_t ms) noexcept;
 
-// Stops the thread wherever it is until it was resumed as often, and returns when it has stopped or ended. At
-// most 127 suspensions count.
+// The suspensions of a thread that count, as on Windows.
+inline constexpr int kMostSuspensions = 127;
+
+// Stops the thread wherever it is until it was resumed as often, and returns when it has stopped or ended.
 void Suspend(HANDLE thread) noexcept;
 void Resume(HANDLE thread) noexcept;
 

@@ -2,8 +2,11 @@
 #include "platform/file.h"
 
 #include <cerrno>
+#include <cstdio>
+#include <exception>
 #include <fcntl.h>
 #include <new>
+#include <string>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <utility>
@@ -43,13 +46,12 @@ std::size_t File::ReadAt(std::uint64_t offset, std::span<unsigned char> into) co
     return done;
 }
 
-std::unique_ptr<OutputFile> OutputFile::Open(const char* path, Existing existing) noexcept {
-    constexpr mode_t            kOwnerWritesGroupReads = 0640;
-    const int                   onlyNew                = existing == Existing::Refuse ? O_EXCL : 0;
+std::unique_ptr<OutputFile> OutputFile::Open(const char* path, Existing existing, Readers readers) noexcept {
+    const int                   onlyNew = existing == Existing::Refuse ? O_EXCL : 0;
+    const mode_t                mode    = readers == Readers::Everybody ? 0644 : 0640;
     std::unique_ptr<OutputFile> file(new (std::nothrow) OutputFile);
     if (!file) return nullptr;
-    file->m_handle =
-        ::open(path, O_WRONLY | O_CREAT | O_CLOEXEC | O_NOCTTY | onlyNew, kOwnerWritesGroupReads);
+    file->m_handle = ::open(path, O_WRONLY | O_CREAT | O_CLOEXEC | O_NOCTTY | onlyNew, mode);
     return file->m_handle == kNone ? nullptr : std::move(file);
 }
 
@@ -64,5 +66,21 @@ bool OutputFile::Write(std::string_view bytes) noexcept {
 }
 
 bool OutputFile::Commit() noexcept { return ::fsync(static_cast<int>(m_handle)) == 0; }
+
+bool MoveIntoPlace(const char* from, const char* to) noexcept {
+    if (std::rename(from, to) != 0) return false;
+    try {
+        // The name is an entry of the folder, which reaches the disk by itself.
+        const std::string path   = to;
+        const std::string folder = path.substr(0, path.rfind('/') + 1) + '.';
+        const int         handle = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+        if (handle >= 0) {
+            ::fsync(handle);
+            ::close(handle);
+        }
+    } catch (const std::exception&) { // the file is in its place all the same
+    }
+    return true;
+}
 
 } // namespace kiv::platform

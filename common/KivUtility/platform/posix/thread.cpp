@@ -26,8 +26,6 @@ constexpr std::uint32_t kHalted      = 1U << 30; // stands still, and goes on on
 constexpr std::uint32_t kEnded       = 1U << 31; // its body has returned
 constexpr std::uint32_t kSuspensions = kStarted - 1;
 
-constexpr std::uint32_t kMaxSuspensions = 127; // as Windows
-
 // One word, so that nobody sees part of a change, and a futex, so that a signal handler may wait for one.
 class State {
 public:
@@ -94,7 +92,7 @@ bool HasEnded(const ThreadObject& object) noexcept {
 bool AddSuspension(ThreadObject& object, std::uint32_t flags) noexcept {
     std::uint32_t state = object.state.Get();
     do {
-        if ((state & kEnded) != 0 || (state & kSuspensions) == kMaxSuspensions) return false;
+        if ((state & kEnded) != 0 || (state & kSuspensions) == kMostSuspensions) return false;
     } while (!object.state.Change(state, (state + 1) | ((state & kHalted) == 0 ? flags : 0)));
     return true;
 }

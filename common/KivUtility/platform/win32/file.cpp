@@ -53,7 +53,7 @@ std::size_t File::ReadAt(std::uint64_t offset, std::span<unsigned char> into) co
     return done;
 }
 
-std::unique_ptr<OutputFile> OutputFile::Open(const char* path, Existing existing) noexcept {
+std::unique_ptr<OutputFile> OutputFile::Open(const char* path, Existing existing, Readers) noexcept {
     const DWORD                 disposition = existing == Existing::Refuse ? CREATE_NEW : OPEN_ALWAYS;
     std::unique_ptr<OutputFile> file(new (std::nothrow) OutputFile);
     if (!file) return nullptr;
@@ -70,5 +70,9 @@ bool OutputFile::Write(std::string_view bytes) noexcept {
 }
 
 bool OutputFile::Commit() noexcept { return ::FlushFileBuffers(HandleOf(m_handle)) != 0; }
+
+bool MoveIntoPlace(const char* from, const char* to) noexcept {
+    return ::MoveFileExA(from, to, MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH) != 0;
+}
 
 } // namespace kiv::platform
