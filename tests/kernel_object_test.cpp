@@ -48,12 +48,10 @@ TEST(KernelObject, MutexIsItsOwnersUntilHeReleasesItAsOftenAsHeTookItOrEnds) {
     another(Wait::TimedOut);
     Release(mutex);
     another(Wait::TimedOut);
-    {
-        const auto waiters =
-            test::Start(3, [&](int) { EXPECT_EQ(WaitFor(mutex, kForever), Wait::Signalled); });
-        test::Pause();
-        Release(mutex);
-    } // each had it when it ended
+    auto waiters = test::Start(3, [&](int) { EXPECT_EQ(WaitFor(mutex, kForever), Wait::Signalled); });
+    test::Pause();
+    Release(mutex);
+    waiters.clear(); // each had it when it ended
     another(Wait::Signalled);
     EXPECT_EQ(WaitFor(mutex, kForever), Wait::Signalled) << "from one who took it twice";
     another(Wait::TimedOut);
