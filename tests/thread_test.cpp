@@ -1,13 +1,13 @@
 // Threads: beginning and end, copies, and suspensions that count.
 #include "KivUtility.h"
 
+#include "crowd.h"
+
 #include <gtest/gtest.h>
 
 #include <atomic>
 #include <chrono>
 #include <functional>
-#include <thread>
-#include <vector>
 
 namespace {
 
@@ -39,7 +39,7 @@ struct Counter : KivThread {
     }
 
     void AwaitProgress() const {
-        for (const unsigned long before = count; count == before;) std::this_thread::yield();
+        test::Until([&, before = count.load()] { return count != before; });
     }
 
     bool StandsStill() const {
@@ -76,13 +76,10 @@ TEST(Thread, IsJoinedByAnyNumberAtAnyTime) {
         thread.join(ms);
         EXPECT_TRUE(thread.isAlive() && Clock::now() - begin >= std::chrono::milliseconds(ms)) << ms;
     }
-    std::vector<std::jthread> joiners(8);
-    for (std::jthread& joiner : joiners) {
-        joiner = std::jthread([&] {
-            thread.join();
-            EXPECT_FALSE(thread.isAlive());
-        });
-    }
+    auto joiners = test::Start(8, [&](int) {
+        thread.join();
+        EXPECT_FALSE(thread.isAlive());
+    });
     finish.signal();
     joiners.clear();
     thread.join();
@@ -90,34 +87,17 @@ TEST(Thread, IsJoinedByAnyNumberAtAnyTime) {
     EXPECT_EQ(work.stops, 0);
 }
 
-TEST(Thread, JoiningItselfWaitsOutTheTime) {
-    Clock::duration  waited{};
-    const KivThread* self = nullptr;
-    Work             work([&] {
-        const auto begin = Clock::now();
-        const_cast<KivThread*>(self)->join(20);
-        waited = Clock::now() - begin;
-    });
-    KivThread        thread(&work);
-    self = &thread;
-    ASSERT_TRUE(thread.start());
-    thread.join();
-    EXPECT_GE(waited, 20ms);
-}
-
 TEST(Thread, StartsAgainAfterItsEndAndBeforeIt) {
-    std::atomic<int> running = 0, ended = 0;
+    std::atomic<int> ended = 0;
     Semaphore        finish;
     Work             work([&] {
-        ++running;
         finish.wait();
         ++ended;
     });
     KivThread        thread(&work);
     for (int i = 0; i < 3; ++i) ASSERT_TRUE(thread.start());
-    while (running < 3) std::this_thread::yield();
     finish.post(3);
-    while (ended < 3) std::this_thread::yield();
+    test::Until([&] { return ended == 3; });
     thread.join();
     finish.post(1);
     ASSERT_TRUE(thread.start());
@@ -127,9 +107,7 @@ TEST(Thread, StartsAgainAfterItsEndAndBeforeIt) {
 
 TEST(Thread, IsSharedByItsCopies) {
     std::atomic<bool> finish = false;
-    Work              work([&] {
-        while (!finish) std::this_thread::yield();
-    });
+    Work              work([&] { test::Until([&] { return finish.load(); }); });
     KivThread         original(&work), assigned;
     ASSERT_TRUE(original.start());
     {
@@ -177,25 +155,26 @@ TEST(Suspension, MayComeFromManyThreadsAndAtTheEnd) {
     for (int round = 0; round < 30; ++round) {
         Counter counter;
         ASSERT_TRUE(counter.start());
-        std::vector<std::jthread> others(3);
-        for (std::jthread& other : others) {
-            other = std::jthread([&] {
-                for (int turn = 0; turn < 20; ++turn) {
-                    counter.suspend();
-                    counter.resume();
-                }
-            });
-        }
+        auto others = test::Start(3, [&](int) {
+            for (int turn = 0; turn < 20; ++turn) {
+                counter.suspend();
+                counter.resume();
+            }
+        });
         if (round % 2 == 0) counter.quit = true;
         others.clear();
         if (round % 2 != 0) counter.AwaitProgress();
     }
 }
 
-TEST(Suspension, OfTheThreadItself) {
+TEST(Thread, MayJoinAndSuspendItself) {
     std::atomic<int> steps = 0;
-    KivThread*       self  = nullptr;
+    Clock::duration  waited{};
+    KivThread*       self = nullptr;
     Work             work([&] {
+        const auto begin = Clock::now();
+        self->join(20);
+        waited = Clock::now() - begin;
         ++steps;
         self->suspend();
         ++steps;
@@ -203,11 +182,12 @@ TEST(Suspension, OfTheThreadItself) {
     KivThread        thread(&work);
     self = &thread;
     ASSERT_TRUE(thread.start());
-    while (steps == 0) std::this_thread::yield();
+    test::Until([&] { return steps != 0; });
     thread.join(20);
     EXPECT_EQ(steps, 1);
     while (thread.isAlive()) thread.resume();
     EXPECT_EQ(steps, 2);
+    EXPECT_GE(waited, 20ms) << "it waited for itself as long as it was told";
     thread.suspend(); // one that has ended
     thread.join();
 }

@@ -1,18 +1,17 @@
 // What threads have to do with the rest of a process: signals, priorities, and forks.
 #include "KivUtility.h"
 
+#include "crowd.h"
+
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
 #include <functional>
-#include <iterator>
 #include <sys/resource.h>
 #include <sys/wait.h>
-#include <thread>
 #include <unistd.h>
 
 namespace {
@@ -40,7 +39,7 @@ TEST(ThreadOfAProcess, IsSuspendedWithSignalsBlockedAndKeepsItsErrno) {
     for (int i = 0; i < 100; ++i) {
         worker.suspend();
         worker.resume();
-        for (const int seen = turns; turns == seen;) std::this_thread::yield();
+        test::Until([&, seen = turns.load()] { return turns != seen; });
     }
     quit = true;
     worker.join();
@@ -48,28 +47,28 @@ TEST(ThreadOfAProcess, IsSuspendedWithSignalsBlockedAndKeepsItsErrno) {
 }
 
 TEST(ThreadOfAProcess, RunsAtThePriorityThatTheSystemGrants) {
-    constexpr int kUnchanged = 99;
-    constexpr int kRows[][2] = {{KivThread::PRIORITY_NORMAL, 0}, {3, kUnchanged},
-                                {KivThread::PRIORITY_LOW, 10},   {-1, kUnchanged},
-                                {KivThread::PRIORITY_HIGH, -10}, {3, kUnchanged}};
-    Semaphore     next, done;
-    int           nice = ::getpriority(PRIO_PROCESS, 0);
-    Worker        worker([&] {
-        for (std::size_t i = 0; i < std::size(kRows); ++i) {
-            next.wait();
-            nice = ::getpriority(PRIO_PROCESS, 0);
-            done.post(1);
-        }
+    constexpr int       kUnchanged = 99;
+    constexpr int       kRows[][2] = {{KivThread::PRIORITY_NORMAL, 0},
+                                      {KivThread::PRIORITY_LOW, 10},
+                                      {-1, kUnchanged},
+                                      {KivThread::PRIORITY_HIGH, -10},
+                                      {3, kUnchanged}};
+    std::atomic<::id_t> id         = 0;
+    Event               finish(true, false);
+    Worker              worker([&] {
+        id = static_cast<::id_t>(::gettid());
+        finish.wait();
     });
     ASSERT_TRUE(worker.start());
+    test::Until([&] { return id != 0; });
     for (const auto& [priority, wanted] : kRows) {
-        const int before = nice;
+        const int before = ::getpriority(PRIO_PROCESS, id);
         worker.setPriority(static_cast<KivThread::ThreadPriority>(priority));
-        next.post(1);
-        done.wait();
+        const int  nice      = ::getpriority(PRIO_PROCESS, id);
         const bool isRefused = wanted < before && nice == before; // to whoever may not raise a priority
         EXPECT_TRUE(nice == (wanted == kUnchanged ? before : wanted) || isRefused) << priority << ' ' << nice;
     }
+    finish.signal();
     worker.join();
 }
 
