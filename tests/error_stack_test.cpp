@@ -18,22 +18,20 @@ constexpr KivES_ERR_TYPE kType{5};
 
 // All records, one line each.
 std::string Of(const CKivErrorStack& stack) {
-    std::string    lines;
-    KivES_ERR_TYPE type{};
-    unsigned long  rc  = 0;
-    int            oEC = 0, index = 0;
+    std::ostringstream lines;
+    KivES_ERR_TYPE     type{};
+    unsigned long      rc  = 0;
+    int                oEC = 0, index = 0;
     for (char* msg = nullptr; stack.GetErrMsg(index, type, rc, oEC, msg) == 1; ++index)
-        lines +=
-            std::to_string(type) + ' ' + std::to_string(rc) + ' ' + std::to_string(oEC) + ' ' + msg + '\n';
+        lines << type << ' ' << rc << ' ' << oEC << ' ' << msg << '\n';
     EXPECT_EQ(stack.GetErrMsgCount(), index);
-    return lines;
+    return lines.str();
 }
 
 // The messages alone, of one letter each.
 std::string Text(const CKivErrorStack& stack) {
-    std::string        text;
-    std::istringstream lines(Of(stack));
-    for (std::string line; std::getline(lines, line);) text += line.back();
+    std::string text = Of(stack);
+    std::erase_if(text, [](char c) { return c < 'a' || c > 'z'; });
     return text;
 }
 
@@ -43,20 +41,14 @@ void Add(CKivErrorStack& stack, const std::string& letters) {
 
 std::string g_reports;
 
-// In a working directory of its own.
 struct ErrorStack : testing::Test {
     ErrorStack() {
         g_reports.clear();
         KivSetPopUpHandler([](const char*, const char* text) { g_reports += text; });
-        fs::current_path(folder.Path(""));
     }
 
-    ~ErrorStack() override {
-        KivSetPopUpHandler(nullptr);
-        fs::current_path(before);
-    }
+    ~ErrorStack() override { KivSetPopUpHandler(nullptr); }
 
-    fs::path         before = fs::current_path();
     test::TempFolder folder;
 };
 
@@ -107,16 +99,17 @@ TEST_F(ErrorStack, ExplainsCausesAndSeparatesChains) {
 }
 
 TEST_F(ErrorStack, IsSharedByCopiesAndCopiedByAssignment) {
-    CKivErrorStack stack(6), assigned(2);
+    const std::string dump = folder.Path("dump"), other = folder.Path("other");
+    CKivErrorStack    stack(6), assigned(2);
     {
         CKivErrorStack copy(stack);
         Add(copy, "abc");
-        EXPECT_EQ(copy.OpenLog("dump") + assigned.OpenLog("other"), 2);
+        EXPECT_EQ(copy.OpenLog(dump.c_str()) + assigned.OpenLog(other.c_str()), 2);
     }
     assigned = stack;
     EXPECT_EQ(assigned.GetHighestErrType(), 5);
     Add(stack, "d"), Add(assigned, "e");
-    EXPECT_TRUE(fs::file_size("dump") > 0 && fs::file_size("other") == 0);
+    EXPECT_TRUE(fs::file_size(dump) > 0 && fs::file_size(other) == 0);
     EXPECT_EQ(Text(stack) + "|" + Text(assigned), "abcd|ce");
     const CKivErrorStack copy(stack);
     stack = copy;
@@ -130,6 +123,8 @@ TEST_F(ErrorStack, IsSharedByCopiesAndCopiedByAssignment) {
 }
 
 TEST_F(ErrorStack, DumpsALineARecordOverWhatTheFileHeld) {
+    const fs::path before = fs::current_path();
+    fs::current_path(folder.Path(""));
     fs::create_directory("errDump00001.dat"); // a name is taken, whatever has it
     for (const char* name : {"errDump00003.dat", "named"}) std::ofstream(name) << std::string(200, 'x');
     CKivErrorStack stack;
@@ -145,6 +140,7 @@ TEST_F(ErrorStack, DumpsALineARecordOverWhatTheFileHeld) {
     stack.AddBreak();
     EXPECT_EQ(fs::file_size("errDump00002.dat"), 0U);
     EXPECT_TRUE(test::ReadWholeText("errDump00004.dat").ends_with(" : Type=1\tKivRc=0\toEC=0\tMsg=break\n"));
+    fs::current_path(before);
 }
 
 // Two stacks and a copy of one, filled, assigned crosswise and read at once.
