@@ -21,16 +21,11 @@ TEST(ConsistencyReport, PopsUpAndGoesOnWhateverTheHandlerDoes) {
     KivSetPopUpHandler(nullptr);
     EXPECT_EQ(g_shown, "MpgConcat(516) : bytesWants>=0 Failed");
 
-    unsigned int id     = 0;
-    WPARAM       wParam = 0;
-    ASSERT_TRUE(console->Next(id, wParam, 0));
-    const auto& envelope = *reinterpret_cast<const Kiv_SPMSG_ENVELOPE*>(wParam);
-    const auto& event    = *reinterpret_cast<const Kiv_EVENTLOG_INFO*>(envelope.payload);
-    EXPECT_TRUE(event.eventType == kKivEvent_Error && event.eventId == 873) << event.text;
-    EXPECT_EQ(event.text, " " + g_shown);
-    CSvrPostMsg::DisposeMsg(wParam);
+    const auto [id, text, event] = test::Receive(*console);
+    EXPECT_TRUE(event.eventType == kKivEvent_Error && event.eventId == 873);
+    EXPECT_EQ(text, " " + g_shown);
     g_theSvrPostMsg.UnRegister();
-    while (console->Next(id, wParam, 0)) CSvrPostMsg::DisposeMsg(wParam); // it was told so
+    test::Receive(*console); // it is told so
 }
 
 } // namespace

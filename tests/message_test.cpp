@@ -11,14 +11,21 @@
 
 namespace {
 
-// The sum is that of the texts in another program's GBK: this compiler has made the same bytes.
-TEST(Messages, AreTheSameBytesWhateverCompilerMadeThem) {
-    std::uint64_t sum = 0xCBF29CE484222325; // FNV-1a, the terminators included
+// FNV-1a of all texts, the terminators included.
+std::uint64_t SumOf(CKivString (*text)(int)) {
+    std::uint64_t sum = 0xCBF29CE484222325;
     for (int id = 0; id < 111; ++id) {
-        for (const char c : std::string(KivGetStrRes(id)) + '\0')
+        for (const char c : std::string(text(id)) + '\0')
             sum = (sum ^ static_cast<unsigned char>(c)) * 0x100000001B3;
     }
-    EXPECT_EQ(sum, 0x74DFBB125A337011U);
+    return sum;
+}
+
+// The sums are those of the source's texts in another program's GBK and UTF-8: this compiler has made the
+// same bytes, and they are converted back as there.
+TEST(Messages, AreTheSameBytesWhateverCompilerMadeThem) {
+    EXPECT_EQ(SumOf(KivGetStrRes), 0x74DFBB125A337011U);
+    EXPECT_EQ(SumOf(KivGetStrResUtf8), 0x58C4EACBFA99D52AU);
     EXPECT_EQ(KivChkStrRes(), 0);
 }
 

@@ -17,36 +17,10 @@ namespace {
 
 constexpr unsigned int kMessage = 0x8001; // in the range that Windows leaves to programs
 
+using test::Receive, test::Received;
 using Texts = std::vector<std::string>;
 
 std::string X(std::size_t count) { return std::string(count, 'x'); }
-
-// What a message held, copied before the message was disposed of; id 0 when none came.
-struct Received {
-    unsigned int      id    = 0;
-    std::string       text  = {};
-    Kiv_EVENTLOG_INFO event = {};
-};
-
-Received Receive(test::ConsoleWindow& window, int timeoutMs = 0) {
-    Received received;
-    WPARAM   wParam = 0;
-    if (!window.Next(received.id, wParam, timeoutMs)) return {};
-    const auto& envelope = *reinterpret_cast<const Kiv_SPMSG_ENVELOPE*>(wParam);
-    const auto* block    = reinterpret_cast<const char*>(envelope.payload);
-    switch (envelope.type) {
-    case Kiv_SPMSG_INT: received.text = std::to_string(static_cast<int>(envelope.payload)); break;
-    case Kiv_SPMSG_STRING: received.text = block; break;
-    case Kiv_SPMSG_SESSION:
-        received.text = reinterpret_cast<const Kiv_STM_SESSION_INFO*>(block)->clientName;
-        break;
-    case Kiv_SPMSG_EVENTLOG:
-        received.event = *reinterpret_cast<const Kiv_EVENTLOG_INFO*>(block);
-        received.text  = received.event.text;
-    }
-    CSvrPostMsg::DisposeMsg(wParam);
-    return received;
-}
 
 // A console whose window is registered with the poster of the process.
 struct Console : testing::Test {

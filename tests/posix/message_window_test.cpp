@@ -1,4 +1,4 @@
-// The queue that stands for a window, and the pop-up that nobody redirected.
+// The queue that stands for a window, the pop-up that nobody redirected, and a text that cannot be written.
 #include "KivUtility.h"
 
 #include <gtest/gtest.h>
@@ -50,5 +50,7 @@ TEST(PopUp, IsALineOnStandardErrorByDefault) {
     Kiv_RaiseWEmsg(kKivEvent_Error, "a/unit", 12, 0, "x Failed", 1);
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "PopUp Error: unit(12) : x Failed\n");
 }
+
+TEST(Formatting, OfWhatTheLocaleCannotWriteIsEmpty) { EXPECT_STREQ(KivFmtStr("a%ls", L"\u6210"), ""); }
 
 } // namespace
