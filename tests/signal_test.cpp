@@ -210,7 +210,7 @@ TEST_F(SignalService, IsEndedWhileItDeliversToAListenerThatWaits) {
     });
     do {
         EXPECT_EQ(dispatcher.StartUp(), 0); // ends the one before
-        g_theSignalRegistrar.raiseSignal(kSignal, kSlot, 1, nullptr, 0);
+        g_theSignalRegistrar.raiseSignal(kSignal, kSlot, 1, "x", 2);
     } while (!ended);
 }
 
