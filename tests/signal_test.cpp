@@ -203,15 +203,17 @@ TEST_F(SignalService, StartsUpWithZeroAndStartsAgain) {
 }
 
 TEST_F(SignalService, IsEndedWhileItDeliversToAListenerThatWaits) {
-    std::atomic<bool> ended    = false;
-    const auto        listener = test::Start(1, [&](int) {
+    std::atomic<int> steps    = 0;
+    const auto       listener = test::Start(1, [&](int) {
+        ++steps;
         mailbox.wait(-1);
-        ended = true;
+        ++steps;
     });
+    test::Until([&] { return steps == 1; });
     do {
         EXPECT_EQ(dispatcher.StartUp(), 0); // ends the one before
         g_theSignalRegistrar.raiseSignal(kSignal, kSlot, 1, "x", 2);
-    } while (!ended);
+    } while (steps == 1);
 }
 
 constexpr std::uint32_t kEach = 500; // signals a raiser raises in the stress
