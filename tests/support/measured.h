@@ -8,34 +8,49 @@
 
 namespace test {
 
-// "8: 50 counted, 2 declared", for frames and seconds, with ", cut" for a truncated file. The bytes are given
-// as a file and as a block, which must agree, and the quick check must recognise as much.
-template <class Parser>
-std::string Measured(const Bytes& bytes, Kiv_MEDIA_FORMAT_TYPE set = kKivFmt_Unknown) {
-    const auto tell = [&](CKivBitStream& stream, CKivBitStream& again) {
-        Parser parser, quick;
-        parser.SetMediaType(set);
+// What the parser says where `of` asks of a stream; the quick check must recognise as much.
+template <class Parser, class Of> std::string MeasuredOf(Of of, Kiv_MEDIA_FORMAT_TYPE set) {
+    const auto type = of([&](CKivBitStream& stream) {
+        Parser quick;
         quick.SetMediaType(set);
-        const auto type = parser.ParseFile(&stream);
-        EXPECT_EQ(quick.QuickCheck(&again), type) << "quick and full disagree";
+        return quick.QuickCheck(&stream);
+    });
+    return of([&](CKivBitStream& stream) {
+        Parser parser;
+        parser.SetMediaType(set);
+        EXPECT_EQ(parser.ParseFile(&stream), type) << "quick and full disagree";
         EXPECT_TRUE(type == kKivFmt_Unknown || type == parser.GetMediaType());
         std::ostringstream line;
         line << type << ": " << parser.GetFrames() << ' ' << KivMeasureOriginName(parser.GetFramesOrigin())
              << ", " << parser.GetDuration() << ' ' << KivMeasureOriginName(parser.GetDurationOrigin())
              << (parser.IsTruncated() ? ", cut" : "");
         return line.str();
-    };
+    });
+}
+
+template <class Parser>
+std::string MeasuredBlock(const Bytes& bytes, Kiv_MEDIA_FORMAT_TYPE set = kKivFmt_Unknown) {
+    return MeasuredOf<Parser>([&](auto ask) { return OfBlock(bytes, ask); }, set);
+}
+
+// "8: 50 counted, 2 declared", for frames and seconds, with ", cut" for a truncated file. The bytes are given
+// as a file and as a block, which must agree.
+template <class Parser>
+std::string Measured(const Bytes& bytes, Kiv_MEDIA_FORMAT_TYPE set = kKivFmt_Unknown) {
     static const TempFolder folder;
     const std::string       path = folder.Write("measured", bytes);
-    CKivBitStream           file, fileAgain, block, blockAgain;
-    Bytes                   copy = Join({bytes, Bytes(1)}), copyAgain = copy; // streams may write to them
-    file.SourceFromFile(path.c_str());
-    fileAgain.SourceFromFile(path.c_str());
-    block.SourceFromBuffer(copy.data(), static_cast<int>(bytes.size()));
-    blockAgain.SourceFromBuffer(copyAgain.data(), static_cast<int>(bytes.size()));
-    std::string line = tell(file, fileAgain);
-    EXPECT_EQ(tell(block, blockAgain), line) << "file and block disagree";
+    std::string             line = MeasuredBlock<Parser>(bytes, set);
+    EXPECT_EQ(MeasuredOf<Parser>([&](auto ask) { return OfFile(path, ask); }, set), line)
+        << "file and block disagree";
     return line;
+}
+
+// Rows of bytes and what is measured of them.
+template <class Parser> void ExpectMeasured(std::initializer_list<std::pair<Bytes, std::string>> rows) {
+    for (int row = 0; const auto& [bytes, measured] : rows) {
+        SCOPED_TRACE("row " + std::to_string(++row));
+        EXPECT_EQ(Measured<Parser>(bytes), measured);
+    }
 }
 
 } // namespace test

@@ -34,6 +34,10 @@ inline Bytes With(Bytes bytes, std::size_t at, const Bytes& others) {
     return bytes;
 }
 
+inline Bytes SampleBytes(const char* name) {
+    return ReadWholeFile(std::filesystem::path(KIV_SAMPLES_DIR) / name);
+}
+
 // A number in `size` bytes, least or most significant first.
 inline Bytes Little(unsigned long long number, std::size_t size = 4) {
     Bytes bytes;
@@ -61,6 +65,22 @@ struct Media {
 
 inline Media MediaOf(CMObjBaseParser& parser) {
     return {parser.GetMediaType(), parser.GetFrames(), parser.GetDuration(), parser.GetBitRate()};
+}
+
+// What `ask` says of a stream over a copy of the bytes as a block, exactly as long but for the byte behind
+// it.
+template <class AskStream> auto OfBlock(const Bytes& bytes, AskStream ask) {
+    Bytes block(bytes.size() + 1);
+    std::ranges::copy(bytes, block.begin());
+    CKivBitStream stream;
+    stream.SourceFromBuffer(block.data(), static_cast<int>(bytes.size()));
+    return ask(stream);
+}
+
+template <class AskStream> auto OfFile(const std::string& path, AskStream ask) {
+    CKivBitStream stream;
+    stream.SourceFromFile(path.c_str());
+    return ask(stream);
 }
 
 // What a file by name, or a block with its size, is.
