@@ -5,22 +5,16 @@ namespace {
 
 using namespace test;
 
-const auto kMeasured = Measured<CMObjRMParser>;
+const auto        kExpect = ExpectMeasured<CMObjRMParser>;
+const std::string kNone   = "0: 0 none, 0 none";
 
 Bytes Chunk(std::string_view id, const Bytes& content) {
     return Join({Text(id), Big(content.size() + 10), Bytes(2), content});
 }
 
 Bytes StreamChunk(std::string_view mime, unsigned number, unsigned ms, const Bytes& data = Bytes(8)) {
-    return Chunk("MDPR", Join({Big(number, 2),
-                               Bytes(24),
-                               Big(ms),
-                               {3},
-                               Text("any"),
-                               Big(mime.size(), 1),
-                               Text(mime),
-                               Big(data.size()),
-                               data}));
+    const Bytes names = Join({{3}, Text("any"), Big(mime.size(), 1), Text(mime)});
+    return Chunk("MDPR", Join({Big(number, 2), Bytes(24), Big(ms), names, Big(data.size()), data}));
 }
 
 const Bytes kVideo = Join({Bytes(4), Text("VIDORV20"), Bytes(10), Big(25 << 16)});
@@ -72,60 +66,60 @@ TEST(RealMediaParser, CountsFramesInPacketsOfEveryForm) {
              {Packet(1, 0, {0x02, 0x01, 0x00}), 0},
              {Packet(2, 0, kWhole), 0},
          }) {
-        const std::string expected = frames != 0 ? std::to_string(frames) + " counted" : "50 estimated";
-        EXPECT_EQ(kMeasured(RmFile{.packets = packets}.Get(), {}), "19: " + expected + ", 2 declared");
+        const std::string measured = frames != 0 ? std::to_string(frames) + " counted" : "50 estimated";
+        kExpect({{RmFile{.packets = packets}.Get(), "19: " + measured + ", 2 declared"}});
     }
 }
 
 TEST(RealMediaParser, MeasuresByTheBestThatTheFileTells) {
-    const RmFile usual;
-    const Bytes  audio = StreamChunk("audio/x-pn-realaudio", 0, 0), many = Join({Text("MLTI"), Bytes(8)});
-    const Bytes  rates = Join({Packet(1, 0, kWhole, 0, 2), Packet(1, 0, kWhole, 0, 4)});
-    for (const auto& [file, measured] : std::initializer_list<std::pair<RmFile, std::string>>{
-             {{}, "19: 2 counted, 2 declared"},
-             {{.streams = audio, .ms = 700}, "19: 1 counted, 0.7 declared"},
-             {{.streams = StreamChunk("video/x-pn-multirate-realvideo", 1, 0, many), .packets = rates},
-              "19: 1 counted, 1.5 declared"},
-             // live, and recordings broken off: the last frame lasts as long as the average
-             {{.flags = 4, .dataSize = 18}, "19: 2 counted, 0.08 timestamps"},
-             {{.streams = audio, .packets = usual.packets, .ms = 0, .dataSize = 0},
-              "19: 1 counted, 0.04 timestamps"},
-             // damage: nothing leads on
-             {{.packets = Join({usual.packets, Bytes(12), usual.packets})}, "19: 50 estimated, 2 declared"},
-             {{.packets = Join({usual.packets, Bytes(8)})},
-              "19: 2 counted, 2 declared"}, // as some writers end
-             // a size too large, told packets there; then one fewer there
-             {{.dataSize = 9999}, "19: 2 counted, 2 declared"},
-             {{.told = 4, .dataSize = 9999}, "19: 2 counted, 2 declared, cut"},
-             {{.told = 0, .dataSize = 0xFFFFFFFF}, "19: 2 counted, 2 declared, cut"},
-         })
-        EXPECT_EQ(kMeasured(file.Get(), {}), measured);
+    const RmFile      usual;
+    const std::string two = "19: 2 counted, 2 declared";
+    const Bytes audio = StreamChunk("audio/x-pn-realaudio", 0, 0), many = Join({Text("MLTI"), Bytes(8)});
+    const Bytes multiRate = StreamChunk("video/x-pn-multirate-realvideo", 1, 0, many),
+                rates     = Join({Packet(1, 0, kWhole, 0, 2), Packet(1, 0, kWhole, 0, 4)});
+    kExpect({
+        {RmFile{.streams = multiRate, .packets = rates}.Get(), "19: 1 counted, 1.5 declared"},
+        // live, and recordings broken off: the last frame lasts as long as the average
+        {RmFile{.flags = 4, .dataSize = 18}.Get(), "19: 2 counted, 0.08 timestamps"},
+        {RmFile{.streams = audio, .ms = 0, .dataSize = 0}.Get(), "19: 1 counted, 0.04 timestamps"},
+        // damage: nothing leads on
+        {RmFile{.packets = Join({usual.packets, Bytes(12), usual.packets})}.Get(),
+         "19: 50 estimated, 2 declared"},
+        {RmFile{.packets = Join({usual.packets, Bytes(8)})}.Get(), two}, // as some writers end
+        // a size too large, told packets there; then one fewer there
+        {RmFile{.dataSize = 9999}.Get(), two},
+        {RmFile{.told = 4, .dataSize = 9999}.Get(), two + ", cut"},
+        {RmFile{.told = 0, .dataSize = 0xFFFFFFFF}.Get(), two + ", cut"},
+    });
 }
 
 TEST(RealMediaParser, MeasuresRealAudioOfBefore) {
     const Bytes v3 =
         Join({Text(".ra\xFD"), Big(3, 2), Big(22, 2), Bytes(10), Big(2000), Bytes(8), Bytes(2000)});
-    EXPECT_EQ(kMeasured(v3, {}), "19: 100 declared, 2 declared");
-    EXPECT_EQ(kMeasured(First(v3, v3.size() - 20), {}), "19: 99 declared, 1.98 declared, cut");
-    for (const unsigned version : {4U, 5U, 6U}) {
-        const Bytes file = Join({Text(".ra\xFD"), Big(version, 2), Bytes(2), Text(".ra4"), Big(0), Bytes(2),
-                                 Big(40), Bytes(2), Big(38), Bytes(4), Big(114000), Bytes(20), Bytes(1900)});
-        EXPECT_EQ(kMeasured(file, {}), version < 6 ? "19: 50 declared, 1 declared" : "0: 0 none, 0 none");
-    }
-    EXPECT_EQ(kMeasured(Text("rtsp://example.com/film.rm\n"), {}), "0: 0 none, 0 none");
+    const auto later = [](unsigned version) {
+        return Join({Text(".ra\xFD"), Big(version, 2), Bytes(2), Text(".ra4"), Big(0), Bytes(2), Big(40),
+                     Bytes(2), Big(38), Bytes(4), Big(114000), Bytes(20), Bytes(1900)});
+    };
+    kExpect({{v3, "19: 100 declared, 2 declared"},
+             {First(v3, v3.size() - 20), "19: 99 declared, 1.98 declared, cut"},
+             {later(4), "19: 50 declared, 1 declared"},
+             {later(5), "19: 50 declared, 1 declared"},
+             {later(6), kNone},
+             {Text("rtsp://example.com/film.rm\n"), kNone}});
 }
 
 // Measured as far as it goes, and each size made wrong: chunks that lead nowhere are the last.
 TEST(RealMediaParser, BearsCutsAndLyingSizes) {
+    const auto  read  = [](const Bytes& bytes) { return MeasuredBlock<CMObjRMParser>(bytes); };
     const Bytes whole = RmFile().Get();
     for (std::size_t size = 0; size < whole.size(); ++size) {
-        const std::string measured = kMeasured(First(whole, size), {});
+        const std::string measured = read(First(whole, size));
         ASSERT_EQ(measured.substr(0, 3), size < 18 + 50 ? "0: " : "19:") << size;
         ASSERT_TRUE(measured.ends_with(", cut") || size < whole.size() - RmFile().packets.size()) << size;
     }
     for (std::size_t at = 0; at + 4 < whole.size(); ++at) {
         for (const unsigned long long size : {0ULL, 9ULL, 10ULL, 0xFFFFFFFFULL, 0xFFFFFFFFULL - at})
-            kMeasured(With(whole, at, Big(size)), {});
+            read(With(whole, at, Big(size)));
     }
 }
 
