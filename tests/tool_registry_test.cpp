@@ -1,9 +1,9 @@
 // kiv registry as a user meets it.
 #include "KivUtility.h"
 
+#include "media.h"
+#include "own_key.h"
 #include "tool_run.h"
-
-#include <gtest/gtest.h>
 
 namespace {
 
@@ -13,42 +13,37 @@ using Json = nlohmann::json;
 const std::string kKey = "SOFTWARE\\Halvorn\\KivToolTest";
 
 // Runs `kiv registry COMMAND --root HKCU WORDS...`.
-ToolResult Registry(const std::string& command, const std::vector<std::string>& words) {
-    std::vector<std::string> all = {"registry", command, "--root", "HKCU"};
-    all.insert(all.end(), words.begin(), words.end());
-    return RunTool(all);
+ToolResult Registry(const std::string& command, const Arguments& words) {
+    return RunTool(Joined({"registry", command, "--root", "HKCU"}, words));
 }
 
+ToolResult Import(const Arguments& words) { return RunTool(Joined({"registry", "import"}, words)); }
+
 struct ToolRegistry : testing::Test {
-    ~ToolRegistry() override { Registry("delete", {"-r", kKey}); }
+    const OwnKey     own{HKEY_CURRENT_USER, kKey.c_str()};
+    const TempFolder folder;
 };
 
-TEST_F(ToolRegistry, PrintsWhatWasSet) {
-    const std::vector<std::string> rows[] = {{"sz", "Main entrance", "Main entrance"},
-                                             {"dword", "4294967295", "4294967295"},
-                                             {"dword", "0xFFfa0001", "4294574081"},
-                                             {"binary", "00fFA0", "00ffa0"},
-                                             {"binary", "", ""}};
+TEST_F(ToolRegistry, PrintsWhatWasSetAndRefusesWhatIsNoValueOfTheType) {
+    const std::pair<const char*, const char*> refused[] = {
+        {"dword", ""},   {"dword", "4294967296"}, {"dword", "12x"}, {"dword", " 1"},
+        {"dword", "0x"}, {"binary", "123"},       {"binary", "0g"}, {"qword", "1"}};
+    for (const auto& [type, value] : refused)
+        ExpectComplaint(Registry("set", {kKey, "value", value, "--type", type}), 2, "");
+    EXPECT_EQ(Registry("list", {kKey}).status, 1) << "and nothing was made";
 
-    for (const auto& row : rows) {
-        EXPECT_EQ(Registry("set", {kKey, "value", row[1], "--type", row[0]}).status, 0) << row[1];
+    const char* const rows[][3] = {{"sz", "Main entrance", "Main entrance"},
+                                   {"dword", "4294967295", "4294967295"},
+                                   {"dword", "0xFFfa0001", "4294574081"},
+                                   {"binary", "00fFA0", "00ffa0"},
+                                   {"binary", "", ""}};
+    for (const auto& [type, value, printed] : rows) {
+        EXPECT_EQ(Registry("set", {kKey, "value", value, "--type", type}).status, 0) << value;
         const ToolResult got = Registry("get", {kKey, "value"});
-        EXPECT_EQ(std::to_string(got.status) + got.problems + got.out, '0' + row[2] + '\n');
+        EXPECT_EQ(std::to_string(got.status) + got.problems + got.out, std::string("0") + printed + '\n');
     }
     const auto object = Registry("get", {kKey, "value", "--json"}).Objects().at(0);
     EXPECT_EQ(object, Json({{"key", "HKCU\\" + kKey}, {"name", "value"}, {"type", "binary"}, {"data", ""}}));
-}
-
-TEST_F(ToolRegistry, RefusesWhatIsNoValueOfTheType) {
-    const std::pair<const char*, const char*> rows[] = {
-        {"dword", ""},   {"dword", "4294967296"}, {"dword", "12x"}, {"dword", " 1"},
-        {"dword", "0x"}, {"binary", "123"},       {"binary", "0g"}, {"qword", "1"}};
-
-    for (const auto& [type, value] : rows) {
-        const ToolResult set = Registry("set", {kKey, "value", value, "--type", type});
-        EXPECT_TRUE(set.status == 2 && !set.problems.empty()) << type << ' ' << value;
-    }
-    EXPECT_EQ(Registry("list", {kKey}).status, 1) << "and nothing was made";
 }
 
 TEST_F(ToolRegistry, ListsAndDeletesValuesAndKeys) {
@@ -73,38 +68,33 @@ TEST_F(ToolRegistry, ImportsWhatWasExportedByteForByte) {
     EXPECT_TRUE(node.OpenNode((kKey + "\\empty").c_str(), 1) && node.OpenNode(odd.c_str(), 1));
     EXPECT_TRUE(node.Update("", "default \"\n\t") && node.Update("\xE8", "\xE9\xFF") && node.Update("n", -1L)
                 && node.UpdateEx("b", bytes, 3) && node.UpdateEx("none", bytes, 0));
-    const TempFolder  folder;
-    const std::string file = folder.Path("tree.json"), again = folder.Path("again.json");
+    const std::string file = folder.Path("tree.json");
     EXPECT_EQ(Registry("export", {kKey, "-o", file}).status, 0);
-    EXPECT_EQ(Registry("export", {kKey}).out, ReadWholeText(file));
-    EXPECT_EQ(Json::parse(ReadWholeText(file))["keys"][1]["name"], Json({{"hex", "e974e9"}}));
+    const std::string exported = ReadWholeText(file);
+    EXPECT_EQ(Json::parse(exported)["keys"][1]["name"], Json({{"hex", "e974e9"}}));
 
-    EXPECT_EQ(Registry("delete", {"-r", kKey}).status, 0);
-    EXPECT_EQ(RunTool({"registry", "import", file}).status, 0);
-    EXPECT_EQ(Registry("export", {kKey, "-o", again}).status, 0);
-    EXPECT_EQ(ReadWholeFile(again), ReadWholeFile(file));
+    own.Delete();
+    EXPECT_EQ(Import({file}).status, 0);
+    EXPECT_EQ(Registry("export", {kKey}).out, exported);
     CKivString text;
     EXPECT_TRUE(node.OpenNode(odd.c_str(), 0) && node.ReadValue("\xE8", text, "") && text == "\xE9\xFF");
 }
 
 TEST_F(ToolRegistry, ImportsElsewhereAndAddsOrReplaces) {
-    const TempFolder  folder;
-    const std::string file = folder.Path("tree.json");
+    const std::string file = folder.Path("tree.json"), other = kKey + "\\b";
     Registry("set", {kKey + "\\a\\x", "v", "exported"});
-    Registry("set", {kKey + "\\b", "other", "stays"});
+    Registry("set", {other, "other", "stays"});
     EXPECT_EQ(Registry("export", {kKey + "\\a", "-o", file}).status, 0);
-    EXPECT_EQ(RunTool({"registry", "import", "--key", kKey + "\\b"}, {}, file).status, 0);
-    EXPECT_EQ(Registry("list", {"-r", kKey + "\\b"}).out,
-              "other\tsz\t\"stays\"\nx\\\nx\\v\tsz\t\"exported\"\n");
-    EXPECT_EQ(RunTool({"registry", "import", file, "--replace", "--key", kKey + "\\b"}).status, 0);
-    EXPECT_EQ(Registry("list", {"-r", kKey + "\\b"}).out, "x\\\nx\\v\tsz\t\"exported\"\n");
+    EXPECT_EQ(RunTool({"registry", "import", "--key", other}, {}, file).status, 0);
+    EXPECT_EQ(Registry("list", {"-r", other}).out, "other\tsz\t\"stays\"\nx\\\nx\\v\tsz\t\"exported\"\n");
+    EXPECT_EQ(Import({file, "--replace", "--key", other}).status, 0);
+    EXPECT_EQ(Registry("list", {"-r", other}).out, "x\\\nx\\v\tsz\t\"exported\"\n");
 }
 
 TEST_F(ToolRegistry, ImportsNothingOfAFileThatIsNotRight) {
     const std::string head    = R"({"registry": 1, "root": "HKCU", "key": "SOFTWARE\\Halvorn\\KivToolTest",
                               "values": [{"name": "n", "type": "dword", "data": 1})";
-    const std::string tails[] = {"",
-                                 "]",
+    const char* const tails[] = {"",
                                  R"(, {"name": "N", "type": "sz", "data": ""}]})",
                                  R"(, {"name": "d", "type": "dword", "data": -1}]})",
                                  R"(, {"name": "d", "type": "dword", "data": 4294967296}]})",
@@ -119,12 +109,9 @@ TEST_F(ToolRegistry, ImportsNothingOfAFileThatIsNotRight) {
                                  R"(], "keys": [{"values": []}]})",
                                  R"(], "more": 1})",
                                  "]} {}"};
-    const TempFolder  folder;
-    for (const std::string& tail : tails) {
-        const std::string text = head + tail;
-        const ToolResult  result =
-            RunTool({"registry", "import", folder.Write("bad.json", {text.begin(), text.end()})});
-        EXPECT_TRUE(result.status == 2 && !result.problems.empty()) << tail << result.problems;
+    for (const char* tail : tails) {
+        SCOPED_TRACE(tail);
+        ExpectComplaint(Import({folder.Write("bad.json", Text(head + tail))}), 2, "");
     }
     EXPECT_EQ(Registry("list", {kKey}).status, 1);
     EXPECT_EQ(Registry("export", {kKey, "-o", folder.Path("none")}).status, 1);

@@ -26,6 +26,11 @@ inline Bytes Repeat(const Bytes& piece, int times) {
 
 inline Bytes Text(std::string_view text) { return {text.begin(), text.end()}; }
 
+inline Bytes BytesIn(const CKivDynaBuffer& buffer) {
+    const auto* first = static_cast<const unsigned char*>(buffer.GetBufferPtr());
+    return {first, first + buffer.GetSize()};
+}
+
 inline Bytes First(const Bytes& bytes, std::size_t n) { return {bytes.data(), bytes.data() + n}; }
 
 // The bytes with others written over them at an offset.

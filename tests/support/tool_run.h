@@ -4,6 +4,8 @@
 
 #include "temp_folder.h"
 
+#include <gtest/gtest.h>
+
 #include <cstdlib>
 #include <nlohmann/json.hpp>
 #include <sstream>
@@ -12,6 +14,11 @@ namespace test {
 
 namespace fs    = std::filesystem;
 using Arguments = std::vector<std::string>;
+
+inline Arguments Joined(Arguments words, const Arguments& more) {
+    words.insert(words.end(), more.begin(), more.end());
+    return words;
+}
 
 inline const std::string kFilm = KIV_SAMPLES_DIR "/mpeg1-system.mpg";
 
@@ -36,10 +43,6 @@ inline ToolResult RunTool(const Arguments& words, const std::string& to = {}, co
         if (kIsWindows && word.ends_with('\\')) word += '\\'; // one alone would take the quote's meaning away
         return kIsWindows ? '"' + word + '"' : '\'' + word + '\'';
     };
-    const auto text = [](const std::string& path) {
-        // as text: without the system's line ends
-        return std::string(std::istreambuf_iterator<char>(std::ifstream(path).rdbuf()), {});
-    };
     const TempFolder  folder;
     const std::string out = folder.Path("out"), problems = folder.Path("problems");
     std::string       command = quoted(fs::path(KIV_TOOL).make_preferred().string());
@@ -53,7 +56,15 @@ inline ToolResult RunTool(const Arguments& words, const std::string& to = {}, co
     for (int again = 0; kIsWindows && status == kNoSuchCommand && again < 3; ++again) {
         status = std::system(command.c_str());
     }
-    return {kIsWindows ? status : status >> 8, text(out), text(problems)}; // POSIX: in the high byte
+    return {kIsWindows ? status : status >> 8, ReadWholeText(out),
+            ReadWholeText(problems)}; // POSIX: in the high byte
+}
+
+// Expects that the tool ended with this status, and what its complaint holds.
+inline void ExpectComplaint(const ToolResult& result, int status, const std::string& reason) {
+    EXPECT_EQ(result.status, status) << reason << result.problems;
+    EXPECT_FALSE(result.problems.empty()) << reason;
+    EXPECT_NE(result.problems.find(reason), std::string::npos) << reason << result.problems;
 }
 
 } // namespace test
