@@ -1,22 +1,23 @@
 // The registry manager, on whichever registry the system has.
 #include "KivUtility.h"
 
+#include "own_key.h"
+
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <atomic>
-#include <string>
 #include <thread>
-#include <tuple>
 
 namespace {
 
-const std::string kTestKey = "SOFTWARE\\Halvorn\\KivUtilityTest";
+constexpr char kTestKey[] = "SOFTWARE\\Halvorn\\KivUtilityTest";
+
+std::string PathOf(const std::string& name) { return kTestKey + name; }
 
 struct Manager : CKivRegistryMgr {
     Manager() : CKivRegistryMgr(HKEY_CURRENT_USER) {}
 
-    int Open(const std::string& name, int create = 1) { return OpenNode((kTestKey + name).c_str(), create); }
+    int Open(const std::string& name, int create = 1) { return OpenNode(PathOf(name).c_str(), create); }
 
     // As a server derives it: off until the server says otherwise.
     void SwitchOff() { m_enabled = 0; }
@@ -31,13 +32,11 @@ struct Manager : CKivRegistryMgr {
     }
 };
 
-// A node of the tests' own, empty at the start and gone at the end.
 struct Registry : testing::Test {
-    Registry() { EXPECT_TRUE(node.Open("") && node.DeleteNode(1) && node.Open("")); }
+    Registry() { EXPECT_EQ(node.Open(""), 1); }
 
-    ~Registry() override { EXPECT_TRUE(node.Open("") && node.DeleteNode(1)); }
-
-    Manager node;
+    const test::OwnKey own{HKEY_CURRENT_USER, kTestKey};
+    Manager            node;
 };
 
 TEST_F(Registry, EveryReadTakesItsTypeAndWhatFitsAndElseTheDefault) {
@@ -97,12 +96,12 @@ TEST_F(Registry, AValueIsReplacedWhateverItWasAndNumbersKeep32BitsAndTheirSign) 
 }
 
 TEST_F(Registry, OneNodeIsOpenAtATime) {
-    const std::string tooLong = kTestKey + '\\' + std::string(256, 'x');
-    unsigned long     n       = 0;
+    unsigned long n = 0;
     EXPECT_FALSE(node.Open("\\missing", 0) || node.Update("n", 1L)) << "the node before it was closed";
-    EXPECT_TRUE(node.Open("\\c") && !node.CreateNode(tooLong.c_str()) && node.Update("in c", 1L))
+    EXPECT_TRUE(node.Open("\\c") && !node.CreateNode(PathOf("\\" + std::string(256, 'x')).c_str())
+                && node.Update("in c", 1L))
         << "c is left open";
-    EXPECT_TRUE(node.CreateNode((kTestKey + "\\d").c_str()) && node.Update("in d", 1L));
+    EXPECT_TRUE(node.CreateNode(PathOf("\\d").c_str()) && node.Update("in d", 1L));
     EXPECT_TRUE(node.CloseNode() && node.CloseNode() && !node.DeleteNode(1));
     EXPECT_TRUE(node.Open("\\d", 0) && node.ReadValue("in d", n, 0UL) && !node.ReadValue("in c", n, 0UL));
 }
@@ -129,7 +128,7 @@ TEST_F(Registry, ANodeThatIsDeletedWhileOpenStaysDead) {
 }
 
 TEST_F(Registry, AManagerThatIsOffTouchesNothingAndSucceeds) {
-    const std::string path = kTestKey + "\\off";
+    const std::string path = PathOf("\\off");
     Manager           off;
     unsigned long     n = 5;
     off.SwitchOff();

@@ -161,43 +161,36 @@ TEST_F(RegistryStore, ManyProcessesShareANodeOfBeforeTheForkAndMakeAStoreTogethe
     for (int i = 0; i < 60; ++i) EXPECT_EQ(Read(std::to_string(i)), i);
 }
 
-// The child looks while the parent is in the middle, and again when it is done.
-TEST_F(RegistryStore, AnotherProcessSeesATransactionWholeOrNotAtAll) {
+// The child looks while the parent is in the middle, and again when it is done; a thread of the parent, which
+// begins to look in the middle too, has to wait.
+TEST_F(RegistryStore, OthersSeeATransactionWholeOrNotAtAll) {
     const auto waitFor = [](long step) {
         while (g_shared < step) std::this_thread::yield();
     };
+    const auto isBoth = [](int number) { return Read("n") == number && Read("m") == number; };
     EXPECT_TRUE(Write("n", 1) && Write("m", 1));
-    g_shared                      = 0;
-    const pid_t             child = Start([&] {
+    g_shared          = 0;
+    const pid_t child = Start([&] {
         waitFor(1);
-        const bool first = Read("n") == 1 && Read("m") == 1;
+        const bool isOld = isBoth(1);
         g_shared         = 2;
         waitFor(3);
-        return first && Read("n") == 2 && Read("m") == 2;
+        return isOld && isBoth(2);
     });
-    CKivRegistryTransaction all(kKivRegistry_Change);
-    EXPECT_TRUE(Write("n", 2));
-    g_shared = 1;
-    waitFor(2);
-    EXPECT_TRUE(Write("m", 2) && all.Commit());
-    g_shared = 3;
-    EXPECT_TRUE(Succeeds(child));
-}
-
-TEST_F(RegistryStore, AnotherThreadSeesATransactionWhole) {
-    std::atomic<bool> started = false;
-    std::thread       reader;
+    std::thread reader;
     {
-        CKivRegistryTransaction all(kKivRegistry_Create);
-        EXPECT_TRUE(Write("n", 1));
+        CKivRegistryTransaction all(kKivRegistry_Change);
+        EXPECT_TRUE(Write("n", 2));
         reader = std::thread([&] {
-            started = true;
-            EXPECT_TRUE(Read("n") == 1 && Read("m") == 1);
+            g_shared = 1;
+            EXPECT_TRUE(isBoth(2));
         });
-        while (!started) std::this_thread::yield();
-        EXPECT_TRUE(Write("m", 1) && all.Commit());
+        waitFor(2);
+        EXPECT_TRUE(Write("m", 2) && all.Commit());
     }
+    g_shared = 3;
     reader.join();
+    EXPECT_TRUE(Succeeds(child));
 }
 
 // SQLite gives a transaction up by itself when there is no room; here a fork makes it lose its connection.
