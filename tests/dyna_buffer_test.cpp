@@ -1,7 +1,7 @@
 // The byte buffer's growth, cutting and bit access.
 #include "KivUtility.h"
 
-#include "temp_folder.h"
+#include "media.h"
 
 #include <gtest/gtest.h>
 
@@ -9,23 +9,17 @@
 
 namespace {
 
-using test::Bytes;
-
-Bytes Content(const CKivDynaBuffer& buffer) {
-    const auto* data = static_cast<const unsigned char*>(buffer.GetBufferPtr());
-    return {data, data + buffer.GetSize()};
-}
+using test::Bytes, test::BytesIn;
 
 TEST(DynaBuffer, GrowsToTheGivenTargets) {
     const Bytes    bytes(3000, 1);
     CKivDynaBuffer byByte, byIndex, byAppend, bySet;
     EXPECT_TRUE(byByte.AddByte(7) && byIndex.SetByte(10, 1) && byAppend.Append(bytes.data(), 3000));
-    EXPECT_TRUE(bySet.SetBuffer(bytes.data(), 30));
+    EXPECT_EQ(byAppend.GetCapacity(), 3000);
+    EXPECT_TRUE(bySet.SetBuffer(bytes.data(), 30) && byAppend.Append(bytes.data(), 1));
     EXPECT_EQ(byByte.GetCapacity(), 1024);
     EXPECT_EQ(byIndex.GetCapacity(), 1035);
-    EXPECT_EQ(byAppend.GetCapacity(), 3000);
     EXPECT_EQ(bySet.GetCapacity(), 1054);
-    EXPECT_TRUE(byAppend.Append(bytes.data(), 1));
     EXPECT_EQ(byAppend.GetCapacity(), 4024);
     EXPECT_EQ(CKivDynaBuffer(5).GetCapacity(), 1029);
 }
@@ -40,7 +34,7 @@ TEST(DynaBuffer, CopiesTakeOrLeaveTheIncrement) {
     EXPECT_EQ(copy.GetCapacity(), 1027);
     EXPECT_EQ(assigned.GetInsBufferByBytes(), 4096);
     EXPECT_EQ(assigned.GetCapacity(), 4099);
-    EXPECT_EQ(Content(assigned), Content(copy));
+    EXPECT_EQ(BytesIn(assigned), BytesIn(copy));
     assigned = CKivDynaBuffer();
     EXPECT_EQ(assigned.GetCapacity(), 0);
 }
@@ -50,7 +44,7 @@ TEST(DynaBuffer, RefusesWhatItCannotHold) {
     CKivDynaBuffer buffer("abc", 3);
     EXPECT_FALSE(buffer.Append("x", 0) || buffer.Append("x", kMost) || buffer.SetByte(kMost, 1));
     EXPECT_FALSE(buffer.SetBuffer("x", kMost) || buffer.ChopHead(4) || buffer.ChopTail(4));
-    EXPECT_EQ(Content(buffer), (Bytes{'a', 'b', 'c'}));
+    EXPECT_EQ(BytesIn(buffer), test::Text("abc"));
     EXPECT_EQ(CKivDynaBuffer("x", kMost).GetSize(), 0);
 }
 
@@ -71,11 +65,10 @@ TEST(DynaBuffer, AgreesWithAVectorAndKeepsItsRoomZero) {
             break;
         case 1:
             EXPECT_EQ(buffer.Append(piece.data(), n), n != 0);
-            model.insert(model.end(), piece.begin(), piece.end());
+            model = test::Join({model, piece});
             break;
         case 2:
-            if (buffer.ChopHead(n))
-                model.erase(model.begin(), model.begin() + static_cast<std::ptrdiff_t>(n));
+            if (buffer.ChopHead(n)) model = {model.data() + n, model.data() + model.size()};
             break;
         case 3:
             if (buffer.ChopTail(n)) model.resize(n);
@@ -86,13 +79,12 @@ TEST(DynaBuffer, AgreesWithAVectorAndKeepsItsRoomZero) {
             model.resize(std::min<std::size_t>(model.size(), 50));
             model.push_back(8);
             buffer.Append(buffer.GetBufferPtr(), model.size());
-            for (std::size_t i = 0, size = model.size(); i < size; ++i) model.push_back(model[i]);
+            model = test::Repeat(model, 2);
         }
-        ASSERT_EQ(Content(buffer), model);
-        for (long i = model.empty() ? buffer.GetCapacity() : buffer.GetSize(); i < buffer.GetCapacity();
-             ++i) {
-            ASSERT_EQ(static_cast<const unsigned char*>(buffer.GetBufferPtr())[i], 0);
-        }
+        ASSERT_EQ(BytesIn(buffer), model);
+        const auto* bytes = static_cast<const unsigned char*>(buffer.GetBufferPtr());
+        ASSERT_EQ(std::count(bytes + buffer.GetSize(), bytes + buffer.GetCapacity(), 0),
+                  buffer.GetCapacity() - buffer.GetSize());
     }
 }
 
