@@ -1,4 +1,5 @@
 // The ASF parser: packets of every form, what the header tells, and what wrong sizes do.
+#include "asf_builder.h"
 #include "measured.h"
 
 namespace {
@@ -7,34 +8,16 @@ using namespace test;
 
 const auto kMeasured = Measured<CMObjASFParser>;
 
-Bytes Guid(unsigned first, unsigned second, const char* rest) {
-    return Join({Little(first), Little(second, 2), Little(0x11CF, 2), Text({rest, 8})});
-}
-
-constexpr char kHeaderTail[] = "\xA6\xD9\0\xAA\0\x62\xCE\x6C",
-               kMediaTail[]  = "\xA8\xFD\0\x80\x5F\x5C\x44\x2B";
-
-const Bytes kHeader = Guid(0x75B22630, 0x668E, kHeaderTail), kData = Guid(0x75B22636, 0x668E, kHeaderTail);
-const Bytes kFile      = Guid(0x8CABDCA1, 0xA947, "\x8E\xE4\0\xC0\x0C\x20\x53\x65");
-const Bytes kStream    = Guid(0xB7DC0791, 0xA9B7, "\x8E\xE6\0\xC0\x0C\x20\x53\x65");
-const Bytes kExtension = Guid(0x5FBF03B5, 0xA92E, "\x8E\xE3\0\xC0\x0C\x20\x53\x65");
+const Bytes kExtension = AsfGuid(0x5FBF03B5, 0xA92E, "\x8E\xE3\0\xC0\x0C\x20\x53\x65");
 const Bytes kExtended  = Join({Little(0x14E6A5CB), Text("\x72\xC6\x32\x43\x83\x99\xA9\x69\x52\x06\x5B\x5A")});
-const Bytes kVideo = Guid(0xBC19EFC0, 0x5B4D, kMediaTail), kAudio = Guid(0xF8699E40, 0x5B4D, kMediaTail);
-
-Bytes Object(const Bytes& id, const Bytes& content) {
-    return Join({id, Little(content.size() + 24, 8), content});
-}
-
-Bytes StreamObject(const Bytes& kind, unsigned number) {
-    return Object(kStream, Join({kind, Bytes(32), Little(number, 2), Bytes(35)}));
-}
+const Bytes kVideo = AsfStreamObject(kAsfVideo, 1), kAudio = AsfStreamObject(kAsfAudio, 2);
 
 // With a name and a payload extension in front of what it holds.
 Bytes ExtensionObject(unsigned number, unsigned frameTime, const Bytes& held = {}) {
     const Bytes stream =
         Join({Bytes(48), Little(number, 2), Bytes(2), Little(frameTime, 8), Little(1, 2), Little(1, 2),
               Bytes(2), Little(3, 2), Bytes(3 + 18), Little(5), Bytes(5), held});
-    return Object(kExtension, Join({Bytes(22), Object(kExtended, stream)}));
+    return AsfObject(kExtension, Join({Bytes(22), AsfObject(kExtended, stream)}));
 }
 
 // A field by its length type.
@@ -74,19 +57,16 @@ Bytes Packet(const std::vector<Payload>& payloads, unsigned headTypes = 1 << 2, 
 }
 
 struct AsfFile {
-    Bytes              streams = Join({StreamObject(kAudio, 2), StreamObject(kVideo, 1)});
-    std::vector<Bytes> packets = std::vector<Bytes>(3, Packet({{.ms = 3040}, {.stream = 2, .ms = 3000}}));
-    unsigned           flags = 2, seconds = 5, preroll = 3000, packetSize = kPacket, mostPacketSize = kPacket;
-    std::size_t        fileSize = 0, dataSize = 1; // 1: as it is
+    Bytes              streams  = Join({kAudio, kVideo});
+    std::vector<Bytes> packets  = std::vector<Bytes>(3, Packet({{.ms = 3040}, {.stream = 2, .ms = 3000}}));
+    AsfProperties      file     = {};
+    std::size_t        dataSize = 1; // 1: as it is
 
     Bytes Get() const {
-        const Bytes file = Join({Bytes(16), Little(fileSize, 8), Bytes(16), Little(seconds * 10000000ULL, 8),
-                                 Bytes(8), Little(preroll, 8), Little(flags), Little(packetSize),
-                                 Little(mostPacketSize), Little(800000)});
-        const Bytes header = Object(kHeader, Join({Bytes(6), Object(kFile, file), streams}));
-        Bytes       data   = Bytes(26);
+        Bytes data = Bytes(26);
         for (const Bytes& packet : packets) data = Join({data, packet});
-        return Join({header, kData, Little(dataSize == 1 ? data.size() + 24 : dataSize, 8), data});
+        return Join({AsfHeaderObject(Join({file.Get(), streams})), kAsfData,
+                     Little(dataSize == 1 ? data.size() + 24 : dataSize, 8), data});
     }
 };
 
@@ -108,39 +88,34 @@ TEST(AsfParser, CountsMediaObjectsInPacketsOfEveryForm) {
 
 TEST(AsfParser, MeasuresByTheBestThatTheFileTells) {
     const Payload            blocks{.ms = 3000, .compressed = {2, 0, 0, 0, 1, 0}}; // one of them has no bytes
-    const Bytes              second = Packet({{.ms = 3040}, {.stream = 2, .ms = 3500}});
-    const std::vector<Bytes> times  = {Packet({{.ms = 3000}, {.stream = 2, .ms = 2900}}), second};
+    const Bytes              second     = Packet({{.ms = 3040}, {.stream = 2, .ms = 3500}});
+    const std::vector<Bytes> times      = {Packet({{.ms = 3000}, {.stream = 2, .ms = 2900}}), second};
+    const std::vector<Bytes> ownLengths = {First(Packet({{}}, 0x24), 200), Packet({{}}, 0x24)};
+    const Bytes              estimated  = Join({kVideo, ExtensionObject(1, 400000)});
     const Bytes              opaque = With(second, 0, {0x92}), badLengths = With(second, 0, {0xA2}),
-                tooMany = With(second, 14, {0xBF});
-    for (const auto& [file, measured] : std::initializer_list<std::pair<AsfFile, std::string>>{
-             {{}, "8: 3 counted, 2 declared"},
-             {{.streams = StreamObject(kAudio, 2)}, "8: 3 counted, 2 declared"},
-             {{.streams = StreamObject(kAudio, 0)}, "8: 0 none, 2 declared"},
-             {{.streams = ExtensionObject(1, 400000, StreamObject(kVideo, 1))}, "8: 3 counted, 2 declared"},
-             // damage costs its own packet only
-             {{.packets = {opaque, second, badLengths, tooMany, second}}, "8: 3 counted, 2 declared"},
-             {{.packets = {Packet({blocks})}}, "8: 2 counted, 2 declared"},
-             // nothing to count
-             {{.streams      = Join({StreamObject(kVideo, 1), ExtensionObject(1, 400000)}),
-             .packetSize     = 127,
-             .mostPacketSize = 127},
-              "8: 50 estimated, 2 declared"},
-             {{.packetSize = 0, .mostPacketSize = 0}, "8: 0 none, 2 declared"},
-             // packets with lengths of their own
-             {{.packets      = {First(Packet({{}}, 0x24), 200), Packet({{}}, 0x24)},
-             .packetSize     = 0,
-             .mostPacketSize = 4000},
-              "8: 2 counted, 2 declared"},
-             // broadcasts, and recordings broken off: 2.9 to 3.5 s and the average of each stream, 0.6 s
-             {{.packets = times, .flags = 1}, "8: 2 counted, 1.2 timestamps"},
-             {{.packets = times, .seconds = 3, .dataSize = 50}, "8: 2 counted, 1.2 timestamps"},
-             {{.packets = times, .flags = 1, .fileSize = 9999999, .dataSize = 0},
-              "8: 2 counted, 1.2 timestamps"},
-             // what passes the end
-             {{.fileSize = 9999999}, "8: 3 counted, 2 declared, cut"},
-             {{.dataSize = SIZE_MAX}, "8: 3 counted, 2 declared, cut"},
-         })
-        EXPECT_EQ(kMeasured(file.Get(), {}), measured);
+                tooMany                          = With(second, 14, {0xBF});
+    const std::pair<AsfFile, const char*> rows[] = {
+        {{}, "8: 3 counted, 2 declared"},
+        {{.streams = kAudio}, "8: 3 counted, 2 declared"},
+        {{.streams = AsfStreamObject(kAsfAudio, 0)}, "8: 0 none, 2 declared"},
+        {{.streams = ExtensionObject(1, 400000, kVideo)}, "8: 3 counted, 2 declared"},
+        // damage costs its own packet only
+        {{.packets = {opaque, second, badLengths, tooMany, second}}, "8: 3 counted, 2 declared"},
+        {{.packets = {Packet({blocks})}}, "8: 2 counted, 2 declared"},
+        // nothing to count
+        {{.streams = estimated, .file = {.packetSize = 127}}, "8: 50 estimated, 2 declared"},
+        {{.file = {.packetSize = 0}}, "8: 0 none, 2 declared"},
+        {{.packets = ownLengths, .file = {.packetSize = 0, .mostPacketSize = 4000}},
+         "8: 2 counted, 2 declared"},
+        // broadcasts, and recordings broken off: 2.9 to 3.5 s and the average of each stream, 0.6 s
+        {{.packets = times, .file = {.seconds = 3}, .dataSize = 50}, "8: 2 counted, 1.2 timestamps"},
+        {{.packets = times, .file = {.flags = 1, .fileSize = SIZE_MAX}, .dataSize = 0},
+         "8: 2 counted, 1.2 timestamps"},
+        // what passes the end
+        {{.file = {.fileSize = 9999999}}, "8: 3 counted, 2 declared, cut"},
+        {{.dataSize = SIZE_MAX}, "8: 3 counted, 2 declared, cut"},
+    };
+    for (const auto& [file, measured] : rows) EXPECT_EQ(kMeasured(file.Get(), {}), measured);
 }
 
 TEST(AsfParser, KeepsTheTypeOfTheExtension) {
@@ -149,15 +124,17 @@ TEST(AsfParser, KeepsTheTypeOfTheExtension) {
     TempFolder     folder;
     CMObjParserMgr manager;
     for (const auto& [name, type] : {std::pair{"a.asf", 8}, {"a.WMA", 20}}) {
-        for (const Bytes& content : {AsfFile().Get(), Text("none of it"), With(AsfFile().Get(), 30, kStream)})
+        for (const Bytes& content :
+             {AsfFile().Get(), Text("none of it"), With(AsfFile().Get(), 30, kAsfStream)})
             EXPECT_EQ(manager.parse(folder.Write(name, content).c_str())->GetMediaType(), type) << name;
     }
 }
 
 // Measured as far as it goes, and each size made wrong: objects that lead nowhere end the header.
 TEST(AsfParser, BearsCutsAndLyingSizes) {
-    const Bytes nested = Object(kExtension, Join({Bytes(22), ExtensionObject(1, 9), ExtensionObject(1, 9)}));
-    const Bytes whole  = AsfFile{.streams = Join({AsfFile().streams, nested})}.Get();
+    const Bytes nested =
+        AsfObject(kExtension, Join({Bytes(22), ExtensionObject(1, 9), ExtensionObject(1, 9)}));
+    const Bytes whole = AsfFile{.streams = Join({AsfFile().streams, nested})}.Get();
     for (std::size_t size = 0; size < whole.size(); ++size) {
         const std::string measured = kMeasured(First(whole, size), {});
         const std::size_t frames =
