@@ -77,9 +77,8 @@ TEST(ToolHeader, IsTheLibrarysToTheByteOrLeavesTheOldFile) {
         CKivDynaBuffer       header;
         CMObjMpgSystemParser parser;
         stream.SourceFromFile(sample.string().c_str());
-        const bool  has = parser.getHeader(&stream, &header) != 0;
-        const auto* at  = static_cast<const unsigned char*>(header.GetBufferPtr());
-        const Bytes told(at, at + header.GetSize()), old = {1, 2, 3};
+        const bool  has  = parser.getHeader(&stream, &header) != 0;
+        const Bytes told = Content(header), old = {1, 2, 3};
         EXPECT_EQ(RunTool({"header", sample.string(), "-o", folder.Write("out", old)}).status, has ? 0 : 1);
         EXPECT_EQ(ReadWholeFile(out), has ? told : old) << sample;
         RunTool({"header", sample.string(), "-o", "-"}, piped);

@@ -43,6 +43,11 @@ inline Bytes SampleBytes(const char* name) {
     return ReadWholeFile(std::filesystem::path(KIV_SAMPLES_DIR) / name);
 }
 
+inline Bytes Content(const CKivDynaBuffer& buffer) {
+    const auto* data = static_cast<const unsigned char*>(buffer.GetBufferPtr());
+    return {data, data + buffer.GetSize()};
+}
+
 // A number in `size` bytes, least or most significant first.
 inline Bytes Little(unsigned long long number, std::size_t size = 4) {
     Bytes bytes;
