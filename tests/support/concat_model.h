@@ -17,14 +17,12 @@ struct ConcatModel {
     enum { kUnknown, kCollecting, kConcatenating, kPiping };
 
     Bytes pending, in, header, audio, gop, remainder;
-    int   status, headerFormat = 0, stage, gopHasSeqHead;
-    bool  ignoreAudio;
+    int   status, headerFormat = 0, stage;
+    bool  ignoreAudio, gopHasSeqHead;
 
     std::vector<std::string> reports;
 
     ConcatModel() { Reset(0); }
-
-    static bool Knows(int type) { return type == 4 || type == 24; }
 
     // Bytes.
     static Index Size(const Bytes& b) { return static_cast<Index>(b.size()); }
@@ -59,14 +57,17 @@ struct ConcatModel {
                && At(b, i + 3) <= hi && i + 3 < Size(b);
     }
 
-    static Index First(const Bytes& b, Index from, Index end, int lo, int hi) {
-        for (Index i = from; i < end; ++i)
+    static Index First(const Bytes& b, int lo, int hi, Index from = 0, Index end = 1 << 30) {
+        for (Index i = from; i < std::min(end, Size(b) - 3); ++i)
             if (Code(b, i, lo, hi)) return i;
         return -1;
     }
 
-    static Index First(const Bytes& b, Index from, int lo, int hi) {
-        return First(b, from, Size(b) - 3, lo, hi);
+    // A pack header's clock, but for its highest bit.
+    static void PutClock(Bytes& pack, bool mpeg2, std::uint32_t clock) {
+        KivSetBufferBits(pack.data(), mpeg2 ? 34 : 36, 3, clock >> 30);
+        KivSetBufferBits(pack.data(), mpeg2 ? 38 : 40, 15, clock >> 15 & 0x7FFF);
+        KivSetBufferBits(pack.data(), mpeg2 ? 54 : 56, 15, clock & 0x7FFF);
     }
 
     void Check(bool holds, int line, const char* text) {
@@ -81,9 +82,8 @@ struct ConcatModel {
         }
         stage = 4;
         for (Bytes* buffer : {&gop, &remainder, &pending, &in, &audio}) buffer->clear();
-        gopHasSeqHead = 0;
-        ignoreAudio   = false;
-        status        = kPiping;
+        ignoreAudio = gopHasSeqHead = false;
+        status                      = kPiping;
     }
 
     void Rewinded() {
@@ -122,7 +122,6 @@ struct ConcatModel {
     }
 
     long PipeData(Bytes& data, long wanted) {
-        Check(status == kPiping, 475, "m_status==PIPING_DATA");
         Check(wanted >= 0, 476, "bytesWants>=0");
         wanted           = std::max(wanted, 0L);
         const long total = static_cast<long>(pending.size() + data.size());
@@ -135,7 +134,6 @@ struct ConcatModel {
     }
 
     int CollectData() {
-        Check(status == kCollecting, 272, "m_status==COLLECTING_DATA");
         Check(!header.empty(), 303, "m_header.GetSize()");
         const Index size         = Size(in);
         Index       partialAudio = -1, save = -1, lastPack = -1;
@@ -168,7 +166,6 @@ struct ConcatModel {
                 save = i;
             }
         }
-        Check(status == kCollecting, 460, "m_status == COLLECTING_DATA");
         const Index a   = partialAudio < 1 ? size : partialAudio;
         const Index b   = save < 1 ? size : save;
         const Index cut = size < 4 ? size : a < b ? a : b;
@@ -186,24 +183,20 @@ struct ConcatModel {
         const auto bits = [&](unsigned from, int n) {
             return std::uint32_t(KivGetBufferBits(pack.data(), from, n));
         };
-        const bool          mpeg2 = bits(32, 2) == 1;
-        const unsigned      at[]  = {mpeg2 ? 34U : 36U, mpeg2 ? 38U : 40U, mpeg2 ? 54U : 56U};
-        const std::uint32_t clock = ((bits(at[0], 3) << 15 | bits(at[1], 15)) << 15 | bits(at[2], 15)) - 1248;
-        KivSetBufferBits(pending.data(), at[0], 3, clock >> 30);
-        KivSetBufferBits(pending.data(), at[1], 15, clock >> 15 & 0x7FFF);
-        KivSetBufferBits(pending.data(), at[2], 15, clock & 0x7FFF);
+        const bool mpeg2 = bits(32, 2) == 1;
+        const auto high = bits(mpeg2 ? 34 : 36, 3), middle = bits(mpeg2 ? 38 : 40, 15);
+        PutClock(pending, mpeg2, ((high << 15 | middle) << 15 | bits(mpeg2 ? 54 : 56, 15)) - 1248);
         return kConcatenating;
     }
 
     int ConcatAudioHead() {
-        Check(status == kConcatenating, 211, "m_status==CONCATENATING_DATA");
         if (ignoreAudio) {
             audio.clear();
             Append(pending, in);
             return kPiping;
         }
         Check(!audio.empty(), 219, "audioBuffer.GetSize()");
-        if (First(in, 0, 0xC0, 0xC0) >= 0) {
+        if (First(in, 0xC0, 0xC0) >= 0) {
             Append(pending, in);
             audio.clear();
             EjectBFrames(pending);
@@ -233,10 +226,7 @@ struct ConcatModel {
     // MPEG-2 program streams.
     long Mp2ConcatHandler(Bytes& data, long wanted) {
         if (stage == 4) {
-            if (GetGop(data, gop, gopHasSeqHead) == 0) {
-                data.clear();
-                return wanted;
-            }
+            if (!GetGop(data)) return wanted;
             AdjustHeader(header, gop);
             Append(pending, header);
             stage = 5;
@@ -246,7 +236,7 @@ struct ConcatModel {
             Append(in, data);
             data.clear();
             for (Bytes pack; stage == 5;) {
-                if (GetPack(pack, in) == 0) {
+                if (!GetPack(pack, in)) {
                     remainder = in;
                     return OutputData(data, wanted);
                 }
@@ -258,44 +248,40 @@ struct ConcatModel {
         return OutputData(data, wanted);
     }
 
-    static int GetGop(Bytes& data, Bytes& gop, int& hasSeqHead) {
+    bool GetGop(Bytes& data) {
         Index pack = -1, sequence = -1, group = -1;
         for (Index i = 0; i < Size(data) - 3 && group < 0; ++i) {
             if (Code(data, i, 0xBA, 0xBA)) pack = i;
-            if (pack >= 0 && Code(data, i, 0xB3, 0xB3)) {
-                hasSeqHead = 1;
-                sequence   = i;
-            }
+            if (pack >= 0 && Code(data, i, 0xB3, 0xB3)) sequence = i;
             if (pack >= 0 && Code(data, i, 0xB8, 0xB8)) group = i;
         }
+        gopHasSeqHead |= sequence >= 0;
         if (group < 0) {
             data.clear();
-            return 0;
+            return false;
         }
         Remove(data, 0, pack);
         Index video = group - pack;
         while (video >= 0 && !Code(data, video, 0xE0, 0xEF)) --video;
-        if (video < 0) return 1;
-        Append(gop, Part(data, 0, video + 14));
-        Remove(gop, 0, video + 9);
-        AdjustGopPack(data, video, sequence - pack, group - pack, hasSeqHead);
-        return 1;
+        if (video < 0) return true;
+        Append(gop, Part(data, video + 9, video + 14));
+        AdjustGopPack(data, video, (gopHasSeqHead ? sequence : group) - pack);
+        return true;
     }
 
-    static void AdjustGopPack(Bytes& pack, Index video, Index sequence, Index group, int hasSeqHead) {
-        const Index cut     = hasSeqHead != 0 ? sequence : group;
-        const Index picture = First(pack, video + 1, cut - 3, 0, 0xAF);
+    static void AdjustGopPack(Bytes& pack, Index video, Index cut) {
+        const Index picture = First(pack, 0, 0xAF, video + 1, cut - 3);
         if (video < picture && picture < cut) {
             PutWord(pack, video + 4, picture + Word(pack, video + 4) - cut);
             Remove(pack, picture, cut);
         }
-        const Index packet = First(pack, 0, video - 3, 0xC0, 0xEF);
+        const Index packet = First(pack, 0xC0, 0xEF, 0, video - 3);
         if (packet >= 0) Remove(pack, packet, video);
     }
 
     static void AdjustHeader(Bytes& header, const Bytes& gop) {
         for (const int kind : {0xE0, 0xC0}) {
-            const Index at = First(header, 0, kind, kind == 0xE0 ? 0xEF : 0xDF);
+            const Index at = First(header, kind, kind == 0xE0 ? 0xEF : 0xDF);
             if (at < 0 || at + 13 > Size(header) + 1) return;
             Put(header, at + 9, At(header, at + 9) != 0 || At(gop, 0) != 0 ? 1 : 0);
             Put(header, at + 10, At(gop, 1));
@@ -305,20 +291,20 @@ struct ConcatModel {
         }
     }
 
-    static int GetPack(Bytes& pack, Bytes& buffer) {
-        const Index at   = First(buffer, 0, 0xBA, 0xBA);
-        const Index next = at < 0 ? -1 : First(buffer, at + 1, 0xBA, 0xBA);
-        if (next < 0) return 0;
+    static bool GetPack(Bytes& pack, Bytes& buffer) {
+        const Index at   = First(buffer, 0xBA, 0xBA);
+        const Index next = at < 0 ? -1 : First(buffer, 0xBA, 0xBA, at + 1);
+        if (next < 0) return false;
         pack = Part(buffer, at, next);
         Remove(buffer, 0, next);
-        return 1;
+        return true;
     }
 
     static int CutAudio(Bytes& pack, const Bytes& gop) {
         Index at = -1;
         for (Index i = 0; i < Size(pack) - 3; ++i)
             if (Code(pack, i, 0xC0, 0xDF)) at = i;
-        const bool hasVideo = First(pack, 0, 0xE0, 0xEF) >= 0;
+        const bool hasVideo = First(pack, 0xE0, 0xEF) >= 0;
         if (Size(pack) < 4 || at < 0 || at + 13 > Size(pack) + 1) return 1;
         const bool audioTop = At(pack, at + 9) != 0, gopTop = At(gop, 0) != 0;
         if (audioTop && !gopTop) return 0;
@@ -330,7 +316,7 @@ struct ConcatModel {
             pack.clear();
             return 1;
         }
-        const Index video = First(pack, at, 0xE0, 0xEF);
+        const Index video = First(pack, 0xE0, 0xEF, at);
         Remove(pack, at, video < 0 ? Size(pack) : video);
         return 1;
     }
