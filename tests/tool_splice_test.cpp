@@ -1,6 +1,8 @@
 // kiv splice as a user meets it.
-#include "media.h"
+#include "asf_builder.h"
 #include "tool_run.h"
+
+#include <cstring>
 
 namespace {
 
@@ -15,105 +17,54 @@ Arguments Splice(const std::string& out, const Arguments& files, const Arguments
     return words;
 }
 
-struct Kind {
-    std::string sample;
-    std::size_t end; // bytes that the stream ends with
-};
-
-const Kind kKinds[] = {
-    {"mpeg1-system.mpg", 12},
-    {"mpeg1-system-silent.mpg", 12},
-    {"mpeg2-program.vob", 12},
-    {"mpeg2-program-dvd.mpg", 12},
-    {"mpeg2-in-mpeg1-packs.mpg", 12},
-    {"mpeg2-transport.ts", 0},
-    {"video-cd.dat", 12},
-    {"mp3-cbr.mp3", 0},
-    {"mp3-id3v2.mp3", 0},
-    {"layer2.mp2", 0},
-};
-
-// How a file and what went out of it differ: bytes left out, and bytes in their place that are others.
-struct Difference {
-    std::size_t dropped = 0, changed = 0;
-
-    Difference(const Bytes& file, const Bytes& sent, std::size_t mostDropped) {
-        constexpr std::ptrdiff_t kSure = 8;
-        auto                     at    = file.begin();
-        for (auto next = sent.begin(); next != sent.end() && at != file.end();) {
-            const auto from = at;
-            if (*at != *next) {
-                const auto reach = static_cast<std::ptrdiff_t>(mostDropped - dropped) + kSure;
-                const auto end   = at + std::min(reach, file.end() - at);
-                at               = std::search(at, end, next, next + std::min(kSure, sent.end() - next));
-                changed += at == end;
-                if (at == end) at = from;
-            }
-            dropped += static_cast<std::size_t>(at - from);
-            ++at, ++next;
-        }
-        dropped += static_cast<std::size_t>(file.end() - at);
-    }
-};
-
 // Whatever the size of the pieces that the output is taken in, it is the same.
-TEST(ToolSplice, AccountsForEveryByteOfEveryKind) {
+void ExpectEveryByteAccountedFor(const std::string& sample, std::size_t endBytes) {
+    SCOPED_TRACE(sample);
     const TempFolder folder;
-    for (const Kind& kind : kKinds) {
-        const Bytes once  = ReadWholeFile(Sample(kind.sample)); // files are read in blocks of 262144 bytes
-        const Bytes whole = kind.end != 0 ? Join({once, once, once}) : once;
-        const std::string file = folder.Write(kind.sample, whole);
-        const auto        objects =
-            RunTool(Splice(folder.Path("out"), {file, file, file}, {"--report=json"})).Objects();
-        ASSERT_EQ(objects.size(), 3U) << kind.sample;
-        const Bytes out = ReadWholeFile(folder.Path("out"));
-        for (const char* chunk : {"1", "1048576"}) {
-            RunTool(Splice("-", {file, file, file}, {"--chunk", chunk}), folder.Path("same"));
-            EXPECT_TRUE(ReadWholeFile(folder.Path("same")) == out) << kind.sample << ' ' << chunk;
-        }
-        std::size_t at = 0;
-        for (const auto& object : objects) {
-            const auto figure  = [&](const char* key) { return object.at(key).get<std::size_t>(); };
-            const auto dropped = figure("dropped_early") + figure("dropped_audio") + figure("dropped_video");
-            const auto passed  = figure("taken") + figure("rewritten");
-            EXPECT_EQ(object["path"], file);
-            EXPECT_EQ(figure("size"), whole.size()) << object;
-            EXPECT_EQ(passed + dropped, whole.size()) << object;
-            EXPECT_EQ(figure("withheld") + figure("filled") + figure("failed_checks"), 0U) << object;
-            EXPECT_LT(dropped, 50000U) << object;
-            EXPECT_EQ(figure("seam"), at) << object;
-            at += figure("header") + figure("rebuilt_audio");
-            ASSERT_LE(at + passed, out.size()) << object;
-            const Bytes      sent(out.data() + at, out.data() + at + passed);
-            const Difference difference(whole, sent, dropped);
-            EXPECT_EQ(difference.dropped, dropped) << object;
-            EXPECT_LE(difference.changed, figure("rewritten")) << object;
-            EXPECT_LE(figure("rewritten"), difference.changed * 8) << object;
-            at += passed + figure("end");
-        }
-        EXPECT_EQ(out.size(), at) << kind.sample;
-        EXPECT_EQ(objects[2]["end"], kind.end) << kind.sample;
+    const Bytes      whole =
+        Repeat(ReadWholeFile(Sample(sample)), endBytes != 0 ? 3 : 1); // blocks have 262144 bytes
+    const Arguments files(3, folder.Write(sample, whole));
+    const auto      objects = RunTool(Splice(folder.Path("out"), files, {"--report=json"})).Objects();
+    ASSERT_EQ(objects.size(), 3U);
+    const Bytes out = ReadWholeFile(folder.Path("out"));
+    for (const char* chunk : {"1", "1048576"}) {
+        RunTool(Splice("-", files, {"--chunk", chunk}), folder.Path("same"));
+        EXPECT_TRUE(ReadWholeFile(folder.Path("same")) == out) << chunk;
     }
+    std::size_t at = 0;
+    for (const auto& object : objects) {
+        SCOPED_TRACE(object.dump());
+        const auto figure  = [&](const char* key) { return object.at(key).get<std::size_t>(); };
+        const auto dropped = figure("dropped_early") + figure("dropped_audio") + figure("dropped_video");
+        const auto passed  = figure("taken") + figure("rewritten");
+        EXPECT_EQ(object["path"], files[0]);
+        EXPECT_EQ(figure("size"), whole.size());
+        EXPECT_EQ(passed + dropped, whole.size());
+        EXPECT_EQ(figure("withheld") + figure("filled") + figure("failed_checks"), 0U);
+        EXPECT_LT(dropped, 50000U);
+        EXPECT_EQ(figure("seam"), at);
+        at += figure("header") + figure("rebuilt_audio") + passed;
+        ASSERT_LE(at, out.size());
+        const std::size_t half = whole.size() / 2; // the place to join lies in the other one
+        EXPECT_EQ(std::memcmp(&whole[half], &out[at - (whole.size() - half)], whole.size() - half), 0);
+        at += figure("end");
+    }
+    EXPECT_EQ(out.size(), at);
+    EXPECT_EQ(objects[2]["end"], endBytes);
+}
+
+TEST(ToolSplice, AccountsForEveryByteOfEveryKind) {
+    for (const char* sample : {"mpeg1-system.mpg", "mpeg1-system-silent.mpg", "mpeg2-program.vob",
+                               "mpeg2-program-dvd.mpg", "mpeg2-in-mpeg1-packs.mpg", "video-cd.dat"})
+        ExpectEveryByteAccountedFor(sample, 12);
+    for (const char* sample : {"mpeg2-transport.ts", "mp3-cbr.mp3", "mp3-id3v2.mp3", "layer2.mp2"})
+        ExpectEveryByteAccountedFor(sample, 0);
 }
 
 // A header object with the file properties alone, and the head of a data object.
-Bytes AsfHead(unsigned char flags, unsigned packetBytes = 100) {
-    const Bytes tail = {0xCF, 0x11, 0xA6, 0xD9, 0, 0xAA, 0, 0x62, 0xCE, 0x6C};
-    return Join(
-        {{0x30, 0x26, 0xB2, 0x75, 0x8E, 0x66},
-         tail,
-         Little(134, 8),
-         Bytes(6),
-         {0xA1, 0xDC, 0xAB, 0x8C, 0x47, 0xA9, 0xCF, 0x11, 0x8E, 0xE4, 0, 0xC0, 0x0C, 0x20, 0x53, 0x65},
-         Little(104, 8),
-         Bytes(64),
-         {flags, 0, 0, 0},
-         Little(packetBytes),
-         Little(packetBytes),
-         Little(1),
-         {0x36, 0x26, 0xB2, 0x75, 0x8E, 0x66},
-         tail,
-         Bytes(34)});
+Bytes AsfHead(unsigned flags, unsigned packetBytes = 100) {
+    const AsfProperties properties{.flags = flags, .packetSize = packetBytes};
+    return Join({AsfHeaderObject(properties.Get()), kAsfData, Bytes(34)});
 }
 
 TEST(ToolSplice, SendsTheFirstHeaderOfAsfAheadOfEachFilesPackets) {
@@ -133,29 +84,23 @@ TEST(ToolSplice, RefusesWhatDoesNotFitAndLeavesTheOldFile) {
     const std::string film = folder.Write("film", ReadWholeFile(kFilm)), old = folder.Write("old", {1, 2, 3});
     fs::create_hard_link(film, folder.Path("same film"));
     const std::string small = folder.Write("small.asf", AsfHead(2)),
-                      large = folder.Write("large.asf", AsfHead(2, 200)), none = folder.Write("none.ts", [] {
-                          Bytes packets = ReadWholeFile(Sample("mpeg2-transport.ts"));
-                          for (std::size_t i = 3; i < packets.size(); i += 188) // nowhere a 1 behind a 0
-                              packets[i] &= 0xF0;
-                          return packets;
-                      }());
+                      large = folder.Write("large.asf", AsfHead(2, 200));
+    Bytes packets           = ReadWholeFile(Sample("mpeg2-transport.ts"));
+    for (std::size_t i = 3; i < packets.size(); i += 188) packets[i] &= 0xF0; // nowhere a 1 behind a 0
+    const std::string none = folder.Write("none.ts", packets);
 
     const struct {
         Arguments   files;
         std::string out, problem;
     } rows[] = {
         {{"--force", kFilm, Sample("mpeg2-program.vob")}, old, "MPEG-2 program    "},
-        {{"--force", kFilm, Sample("video-cd.dat")}, old, "Video CD          "},
         {{"--force", small, large}, old, "packet size       file\n100               "},
-        {{"--force", large, small}, old, "packet size       file\n200               "},
         {{kFilm, Sample("mpeg1-system-no-b.mpg")},
          old,
          "width             height            file\n176               144"},
         {{Sample("mp3-22050.mp3"), Sample("mp3-cbr.mp3")}, old, "22050 Hz"},
         {{kFilm, Sample("mpeg1-system-silent.mpg")}, old, "sound             file\nMPEG layer II     "},
-        {{Sample("mpeg1-system-silent.mpg"), kFilm}, old, "sound             file\nnone              "},
         {{Sample("avi-mpeg4-mp3.avi")}, old, "cannot be joined to others: AVI"},
-        {{Sample("mpeg1-video.m1v")}, old, "cannot be joined to others: MPEG-1 video"},
         {{kFilm, Sample("text.txt")}, old, "cannot be joined to others: not recognised"},
         {{kFilm, folder.Path("none")}, old, "none: "},
         {{kFilm, folder.Path("")}, old, "is a folder"},

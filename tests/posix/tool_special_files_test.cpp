@@ -44,31 +44,37 @@ TEST(ToolNames, OfAnyBytesBreakNeitherTableNorJson) {
 }
 
 TEST(ToolOutput, ThatBreaksIsSaid) {
-    for (const Arguments& arguments :
-         {Arguments{"header", kFilm, "-o", "-"}, {"identify", "-j", "4", "-r", KIV_SAMPLES_DIR}}) {
+    for (const Arguments& arguments : {Arguments{"header", kFilm, "-o", "-"},
+                                       {"splice", kFilm, kFilm, "-o", "-"},
+                                       {"identify", "-j", "4", "-r", KIV_SAMPLES_DIR}}) {
         const ToolResult result = RunTool(arguments, "/dev/full");
         EXPECT_EQ(result.status, 2) << arguments[0];
         EXPECT_EQ(result.problems, "kiv: standard output: No space left on device\n");
     }
+    const ToolResult device = RunTool({"splice", kFilm, "-o", "/dev/full"});
+    EXPECT_EQ(device.problems, "kiv: /dev/full: No space left on device\n");
 }
 
 // Also through a link, and the file's permissions stay.
 TEST(ToolOutput, ReplacesAFileWholeOrNotAtAll) {
-    const TempFolder  folder;
-    const fs::path    file = folder.Write("file", {1});
-    const std::string link = folder.Path("link");
-    fs::permissions(file, fs::perms{0600});
-    fs::create_symlink("file", link);
-    fs::create_hard_link(file, folder.Path("old"));
-    const std::string noRoom  = "trap '' XFSZ; ulimit -f 0; ";
-    const std::string command = "'" KIV_TOOL "' header '" + kFilm + "' -o '" + link + "' 2> /dev/null";
-    EXPECT_NE(std::system((noRoom + command).c_str()), 0);
-    EXPECT_EQ(ReadWholeFile(file), Bytes{1});
-    EXPECT_EQ(RunTool({"header", kFilm, "-o", link}).status, 0);
-    EXPECT_GT(fs::file_size(file), 1U);
-    EXPECT_EQ(fs::file_size(folder.Path("old")), 1U) << "never half written, as it would be in place";
-    EXPECT_EQ(fs::status(file).permissions(), fs::perms{0600});
-    EXPECT_EQ(std::distance(fs::directory_iterator(folder.Path("")), {}), 3) << "temporary files are left";
+    for (const std::string command : {"header", "splice"}) {
+        const TempFolder  folder;
+        const fs::path    file = folder.Write("file", {1});
+        const std::string link = folder.Path("link");
+        fs::permissions(file, fs::perms{0600});
+        fs::create_symlink("file", link);
+        fs::create_hard_link(file, folder.Path("old"));
+        const std::string words =
+            "'" KIV_TOOL "' " + command + " '" + kFilm + "' -o '" + link + "' 2> /dev/null";
+        EXPECT_EQ(std::system(("ulimit -f 0; " + words).c_str()) >> 8, 2) << command;
+        EXPECT_EQ(ReadWholeFile(file), Bytes{1});
+        EXPECT_EQ(RunTool({command, kFilm, "-o", link}).status, 0);
+        EXPECT_GT(fs::file_size(file), 1U);
+        EXPECT_EQ(fs::file_size(folder.Path("old")), 1U) << "never half written, as it would be in place";
+        EXPECT_EQ(fs::status(file).permissions(), fs::perms{0600});
+        EXPECT_EQ(std::distance(fs::directory_iterator(folder.Path("")), {}), 3)
+            << "temporary files are left";
+    }
     EXPECT_EQ(RunTool({"header", kFilm, "-o", "/dev/null"}).status, 0);
     EXPECT_TRUE(fs::is_character_file("/dev/null"));
 }
