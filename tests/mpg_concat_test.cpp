@@ -125,7 +125,7 @@ std::vector<Seam> Seams() {
         {20, AsfHeader(50, 7, true, 80), AsfHeader(50, 5, true, 80), plain, Join({other, other}), 43},
         {8, AsfHeader(30, 2, false, 17), AsfHeader(30, 1, false, 17), {}, Join({plain, plain}), 43},
         {8, AsfHeader(30, 2, false, 16), {}, plain, {}}, // one byte short of a header
-        {13, Join({kJunk, Pes(0xC0, {}, kFrames)}), kJunk, TransportPackets({14, 15}),
+        {13, Join({kJunk, Pes(0xC0, {}, kFrames)}), kJunk, TransportPackets({14, 0, 15}),
          TransportPackets({0, 1, 0, 1})},
         {13, kJunk, {}, TransportPackets({0, 1, 2}), {}},
         {23, kJunk, {}, {}, kFrames},
@@ -207,8 +207,11 @@ TEST_F(MpgConcat, TellsItsStatusAndWhatItWrote) {
     concat.PullData(data, 0);
     EXPECT_EQ(concat.Status(), "status=PIPING_DATA;NotignoreAudioHeader;headerLen=20;audioPack=0;"
                                "AudioPackFound;DataPackFound;SeqHeadFound;");
+    concat.EndOfStream();
     const KivSpliceCounts& counts = concat.GetSpliceCounts();
     EXPECT_EQ(counts.headerBytes, program.head.size());
+    EXPECT_EQ(counts.headerRewritten, 5U);
+    EXPECT_EQ(counts.endBytes, 12U);
     EXPECT_EQ(counts.audioBytes, Pes(0xC0, kEarly, kFrames).size());
     EXPECT_EQ(counts.droppedVideo, kPicture.size());
     EXPECT_EQ(counts.clock, std::uint32_t{7} - 1248);

@@ -83,19 +83,12 @@ TEST(StreamHeader, AWholeProgramStreamGivesOnePacketOfEachStream) {
     const Bytes failing  = Packet(0xE2, {0x0F}, {}); // not taken
     const Bytes video    = Packet(0xE2, kStamp, sequence);
     const Bytes audio    = Packet(0xC1, kStamp, kFrame);
-    const Bytes stream   = Join({{0, 0},
-                                 MpegBuilder().Mpeg2Pack(3).Get(),
-                                 systems,
-                                 systems,
-                                 failing,
-                                 Packet(0xC0, kStamp, kFrame),
-                                 audio,
-                                 Bytes(300, 0xFF),
-                                 systems,
-                                 video,
-                                 video});
-    const Bytes header =
-        Join({MpegBuilder().Mpeg2Pack().Get(), systems, systems, Packet(0xE2, {}, {}, 1), audio, video});
+    const Bytes other    = Packet(0xC0, kStamp, kFrame);
+    const Bytes gap      = Bytes(300, 0xFF);
+    const Bytes pack     = MpegBuilder().Mpeg2Pack().Get();
+    const Bytes stream =
+        Join({Bytes(2), pack, systems, systems, failing, other, audio, gap, systems, video, video});
+    const Bytes header = Join({pack, systems, systems, Packet(0xE2, {}, {}, 1), audio, video});
     EXPECT_EQ(GetHeader(stream), header);
 
     CKivBitStream s;

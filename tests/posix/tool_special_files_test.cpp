@@ -61,7 +61,7 @@ TEST(ToolOutput, ReplacesAFileWholeOrNotAtAll) {
         const TempFolder  folder;
         const fs::path    file = folder.Write("file", {1});
         const std::string link = folder.Path("link");
-        fs::permissions(file, fs::perms{0600});
+        fs::permissions(file, fs::perms{0640});
         fs::create_symlink("file", link);
         fs::create_hard_link(file, folder.Path("old"));
         const std::string words =
@@ -71,7 +71,7 @@ TEST(ToolOutput, ReplacesAFileWholeOrNotAtAll) {
         EXPECT_EQ(RunTool({command, kFilm, "-o", link}).status, 0);
         EXPECT_GT(fs::file_size(file), 1U);
         EXPECT_EQ(fs::file_size(folder.Path("old")), 1U) << "never half written, as it would be in place";
-        EXPECT_EQ(fs::status(file).permissions(), fs::perms{0600});
+        EXPECT_EQ(fs::status(file).permissions(), fs::perms{0640});
         EXPECT_EQ(std::distance(fs::directory_iterator(folder.Path("")), {}), 3)
             << "temporary files are left";
     }
