@@ -18,13 +18,8 @@ std::string FactsOf(CKivBitStream& stream) {
     return text.str();
 }
 
-// Of a block exactly as long as it is, but for the byte that a stream may look at.
 std::string FactsOf(const Bytes& bytes) {
-    Bytes block(bytes.size() + 1);
-    std::ranges::copy(bytes, block.begin());
-    CKivBitStream stream;
-    stream.SourceFromBuffer(block.data(), static_cast<int>(bytes.size()));
-    return FactsOf(stream);
+    return OfBlock(bytes, [](CKivBitStream& stream) { return FactsOf(stream); });
 }
 
 const std::string kNothing = "0x0 0/0 0 0 0 0 0 0-0";

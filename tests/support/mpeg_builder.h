@@ -16,6 +16,8 @@ class MpegBuilder {
 public:
     const Bytes& Get() const { return m_bytes; }
 
+    std::size_t Size() const { return m_bytes.size(); }
+
     MpegBuilder& Add(std::initializer_list<int> bytes) {
         Bytes added(bytes.size());
         std::ranges::transform(bytes, added.begin(),
