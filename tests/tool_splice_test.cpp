@@ -1,5 +1,6 @@
 // kiv splice as a user meets it.
 #include "asf_builder.h"
+#include "mpeg_builder.h"
 #include "tool_run.h"
 
 #include <cstring>
@@ -57,8 +58,48 @@ TEST(ToolSplice, AccountsForEveryByteOfEveryKind) {
     for (const char* sample : {"mpeg1-system.mpg", "mpeg1-system-silent.mpg", "mpeg2-program.vob",
                                "mpeg2-program-dvd.mpg", "mpeg2-in-mpeg1-packs.mpg", "video-cd.dat"})
         ExpectEveryByteAccountedFor(sample, 12);
-    for (const char* sample : {"mpeg2-transport.ts", "mp3-cbr.mp3", "mp3-id3v2.mp3", "layer2.mp2"})
+    for (const char* sample :
+         {"mpeg2-transport.ts", "mp3-cbr.mp3", "mp3-id3v2.mp3", "layer2.mp2", "h264.264"})
         ExpectEveryByteAccountedFor(sample, 0);
+}
+
+// Each stands first and last, for the last file's end is the stream's.
+TEST(ToolSplice, FindsThePlaceToJoinAndAccountsForTheRest) {
+    const TempFolder folder;
+    Bytes            numbered = ReadWholeFile(Sample("mpeg2-transport.ts"));
+    for (const unsigned i : {0U, 1U}) numbered[i * 188 + 3] = static_cast<unsigned char>(0x10 | i);
+    Bytes tag = {'I', 'D', '3', 4, 0, 0, 0, 30, 0, 0}; // 491520 bytes, which look like sound
+    while (tag.size() < 491530) tag = Join({tag, MpegBuilder().AudioFrame().AudioFrame().Get()});
+    tag.resize(491530);
+    const Bytes sound = ReadWholeFile(Sample("mp3-cbr.mp3"));
+    Bytes       late  = ReadWholeFile(Sample("mpeg2-program-no-b.vob"));
+    late.resize(37863); // the first audio in time is in the last pack
+
+    const struct {
+        std::string file;
+        std::size_t size, least, most; // dropped
+    } rows[] = {
+        {folder.Write("a.ts", numbered), numbered.size(), 188, 20 * 188},
+        {folder.Write("b.mp3", Join({tag, sound})), tag.size() + sound.size(), tag.size(), tag.size()},
+        {folder.Write("c.vob", late), late.size(), 0, 2048},
+        {folder.Write("d.mp3", Join({{'I', 'D', '3', 4, 0, 0, 0x7F, 0, 0, 0}, sound})), sound.size() + 10, 10,
+         10},
+    };
+
+    for (const auto& row : rows) {
+        const ToolResult result =
+            RunTool(Splice("-", {row.file, row.file}, {"--report=json"}), folder.Path("out"));
+        for (const auto& object : ToolResult{0, result.problems, ""}.Objects()) {
+            SCOPED_TRACE(object.dump());
+            const auto figure = [&](const char* key) { return object.at(key).get<std::size_t>(); };
+            EXPECT_EQ(figure("taken") + figure("rewritten") + figure("dropped_early")
+                          + figure("dropped_audio") + figure("dropped_video") + figure("withheld"),
+                      row.size);
+            EXPECT_EQ(figure("withheld"), 0U);
+            const std::size_t dropped = figure("dropped_early") + figure("dropped_audio");
+            EXPECT_TRUE(row.least <= dropped && dropped <= row.most);
+        }
+    }
 }
 
 // A header object with the file properties alone, and the head of a data object.
@@ -77,6 +118,16 @@ TEST(ToolSplice, SendsTheFirstHeaderOfAsfAheadOfEachFilesPackets) {
                       two = folder.Write("two.wmv", Join({AsfHead(2), Bytes(7), packets(5)}));
     EXPECT_EQ(RunTool(Splice(folder.Path("out"), {one, two})).status, 0);
     EXPECT_EQ(ReadWholeFile(folder.Path("out")), Join({AsfHead(1), packets(1), AsfHead(1), packets(5)}));
+
+    const auto longHead = [](unsigned flags) { // longer than any piece in which packets are sought
+        const Bytes padding = Join({Bytes(16, 7), Little(1500000, 8), Bytes(1500000 - 24)});
+        return Join({AsfHeaderObject(Join({AsfProperties{.flags = flags, .packetSize = 100}.Get(), padding})),
+                     kAsfData, Bytes(34)});
+    };
+    const std::string three = folder.Write("three.asf", Join({longHead(2), packets(1)}));
+    EXPECT_EQ(RunTool(Splice(folder.Path("out"), {three, two})).status, 0);
+    EXPECT_TRUE(ReadWholeFile(folder.Path("out"))
+                == Join({longHead(1), packets(1), longHead(1), packets(5)}));
 }
 
 TEST(ToolSplice, RefusesWhatDoesNotFitAndLeavesTheOldFile) {

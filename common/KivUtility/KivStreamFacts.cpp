@@ -172,6 +172,65 @@ constexpr StreamType kStreamTypes[] = {
     {0x87, kKivSound_EAc3},
 };
 
+// Where the frames of a kind of sound tell their sampling rate: a code of four bits.
+struct RateCode {
+    KivSound                      sound;
+    std::uint32_t                 sync, syncMask; // the first four bytes of a frame
+    std::size_t                   at;             // the code's byte
+    unsigned                      shift;          // of the code in it
+    std::array<std::uint32_t, 16> rates;          // in Hz, 0 where a code is none
+};
+
+constexpr RateCode kRateCodes[] = {
+    // ETSI TS 102 366, 4.3 and E.1.2: fscod, and bits of other fields or fscod2 behind it
+    {kKivSound_Ac3,
+     0x0B770000,
+     0xFFFF0000,
+     4,
+     4,
+     {48000, 48000, 48000, 48000, 44100, 44100, 44100, 44100, 32000, 32000, 32000, 32000}},
+    {kKivSound_EAc3,
+     0x0B770000,
+     0xFFFF0000,
+     4,
+     4,
+     {48000, 48000, 48000, 48000, 44100, 44100, 44100, 44100, 32000, 32000, 32000, 32000, 24000, 22050,
+      16000}},
+    // ETSI TS 102 114, 5.3.1: SFREQ
+    {kKivSound_Dts,
+     0x7FFE8001,
+     0xFFFFFFFF,
+     8,
+     2,
+     {0, 8000, 16000, 32000, 0, 0, 11025, 22050, 44100, 0, 0, 12000, 24000, 48000}},
+    // ISO/IEC 13818-7, 6.2.1: sampling_frequency_index of ADTS
+    {kKivSound_Aac,
+     0xFFF00000,
+     0xFFF60000,
+     2,
+     2,
+     {96000, 88200, 64000, 48000, 44100, 32000, 24000, 22050, 16000, 12000, 11025, 8000, 7350}},
+    // of DVDs, from the number of the sub-stream on: two bits of the sample size, two of the rate
+    {kKivSound_Lpcm,
+     0,
+     0,
+     5,
+     4,
+     {48000, 96000, 44100, 32000, 48000, 96000, 44100, 32000, 48000, 96000, 44100, 32000}},
+};
+
+// The sampling rate that the first frame in the bytes tells, or 0.
+unsigned long FindSamplingRate(KivSound sound, ByteSpan bytes) {
+    const auto code = std::ranges::find(kRateCodes, sound, &RateCode::sound);
+    if (code == std::end(kRateCodes)) return 0;
+    for (std::size_t frame = 0; frame + code->at < bytes.size(); ++frame) {
+        if ((BigEndian<std::uint32_t>(bytes, frame) & code->syncMask) != code->sync) continue;
+        const std::uint32_t rate = code->rates[bytes[frame + code->at] >> code->shift & 15U];
+        if (rate != 0) return rate;
+    }
+    return 0;
+}
+
 // Which sound a private stream of a transport stream holds, by the tag of a descriptor: ETSI EN 300 468, 6.1.
 KivSound SoundOfDescriptors(ByteSpan descriptors) {
     for (std::size_t at = 0; at + 2 <= descriptors.size(); at += 2U + descriptors[at + 1]) {
@@ -185,23 +244,33 @@ KivSound SoundOfDescriptors(ByteSpan descriptors) {
     return kKivSound_Unknown;
 }
 
-// The bytes of a section behind its section_length, without its CRC, of the first packet of `pid` in which
-// one with that table_id begins: ISO/IEC 13818-1, 2.4.4. As much of it as that packet holds.
-ByteSpan FindSection(ByteSpan bytes, unsigned pid, unsigned tableId) {
-    constexpr std::size_t kHeaderBytes = 4, kCrcBytes = 4;
+// Calls take(payload) for the transport packets of `pid` in which a section or a packet of an elementary
+// stream begins, until it returns true.
+template <class Take> void EachBeginning(ByteSpan bytes, unsigned pid, Take take) {
+    constexpr std::size_t kHeaderBytes = 4;
     for (std::size_t at = 0; at < bytes.size(); at += kTransportPacket) {
         const ByteSpan packet = Part(bytes, at, kTransportPacket);
         const auto     header = BigEndian<std::uint32_t>(packet, 0);
         const bool     begins = (header >> 22 & 1) != 0, isPadded = (header >> 5 & 1) != 0;
         if (!begins || (header >> 8 & 0x1FFF) != pid) continue;
-        std::size_t from = kHeaderBytes;
-        if (isPadded) from += 1U + BigEndian<std::uint8_t>(packet, from);
-        from += 1U + BigEndian<std::uint8_t>(packet, from); // pointer_field
-        const std::size_t length = BigEndian<std::uint16_t>(packet, from + 1) & 0xFFF;
-        if (BigEndian<std::uint8_t>(packet, from) != tableId || length < kCrcBytes) continue;
-        return Part(packet, from + 3, length - kCrcBytes);
+        const std::size_t padding = isPadded ? 1U + BigEndian<std::uint8_t>(packet, kHeaderBytes) : 0;
+        if (take(Part(packet, kHeaderBytes + padding))) return;
     }
-    return {};
+}
+
+// The bytes of a section behind its section_length, without its CRC, of the first packet of `pid` in which
+// one with that table_id begins: ISO/IEC 13818-1, 2.4.4. As much of it as that packet holds.
+ByteSpan FindSection(ByteSpan bytes, unsigned pid, unsigned tableId) {
+    constexpr std::size_t kCrcBytes = 4;
+    ByteSpan              section;
+    EachBeginning(bytes, pid, [&](ByteSpan payload) {
+        const std::size_t from   = 1U + BigEndian<std::uint8_t>(payload, 0); // pointer_field
+        const std::size_t length = BigEndian<std::uint16_t>(payload, from + 1) & 0xFFF;
+        if (BigEndian<std::uint8_t>(payload, from) != tableId || length < kCrcBytes) return false;
+        section = Part(payload, from + 3, length - kCrcBytes);
+        return true;
+    });
+    return section;
 }
 
 // What the map of the first program lists: ISO/IEC 13818-1, 2.4.4.3 and 2.4.4.8.
@@ -214,6 +283,7 @@ void ReadProgramMap(ByteSpan bytes, KivStreamFacts& facts) {
     const unsigned mapPid  = BigEndian<std::uint16_t>(programs, program + 2) & 0x1FFFU;
     const ByteSpan streams = mapPid == 0 ? ByteSpan() : FindSection(bytes, mapPid, 2);
     KivSound       sound   = kKivSound_None;
+    unsigned       pid     = 0; // of the sound
     std::size_t    at      = kInfoLengthAt + 2 + (BigEndian<std::uint16_t>(streams, kInfoLengthAt) & 0xFFFU),
                 next       = 0;
     for (; at + kStreamBytes <= streams.size(); at = next) {
@@ -224,16 +294,23 @@ void ReadProgramMap(ByteSpan bytes, KivStreamFacts& facts) {
         const KivSound found =
             isKnown ? type->sound
                     : SoundOfDescriptors(Part(streams, at + kStreamBytes, next - at - kStreamBytes));
-        if (sound == kKivSound_None || (sound == kKivSound_Unknown && found > kKivSound_None)) sound = found;
+        if (sound == kKivSound_None || (sound == kKivSound_Unknown && found > kKivSound_None)) {
+            sound = found;
+            pid   = BigEndian<std::uint16_t>(streams, at + 1) & 0x1FFFU;
+        }
     }
-    if (at == streams.size() && !streams.empty()) facts.sound = sound;
+    if (at != streams.size() || streams.empty()) return;
+    facts.sound = sound;
+    EachBeginning(bytes, pid, [&](ByteSpan payload) {
+        const auto header = PacketHeaderLength(payload);
+        if (header) facts.samplesSecond = FindSamplingRate(sound, Part(payload, *header));
+        return facts.samplesSecond != 0 || sound <= kKivSound_Mpeg;
+    });
 }
 
-// Of the packet of private_stream_1 at the bytes' start, by the number of its sub-stream, as DVDs have them.
-KivSound SoundOfSubStream(ByteSpan bytes) {
-    const auto header = PacketHeaderLength(bytes);
-    if (!header) return kKivSound_Unknown;
-    switch (BigEndian<std::uint8_t>(bytes, *header) >> 3) {
+// Of a sub-stream by its number, as DVDs have them.
+KivSound SoundOfSubStream(std::uint8_t number) {
+    switch (number >> 3) {
     case 0x80 >> 3: return kKivSound_Ac3;
     case 0x88 >> 3: return kKivSound_Dts;
     case 0xA0 >> 3: return kKivSound_Lpcm;
@@ -265,6 +342,17 @@ void ReadH264(ByteSpan bytes, KivStreamFacts& facts) {
     });
 }
 
+// Of the packet of private_stream_1 at the bytes' start.
+void TakeSubStream(ByteSpan bytes, KivStreamFacts& facts) {
+    const auto header = PacketHeaderLength(bytes);
+    if (!header) return;
+    const KivSound sound = SoundOfSubStream(BigEndian<std::uint8_t>(bytes, *header));
+    if (facts.sound == kKivSound_Unknown) facts.sound = sound;
+    if (facts.sound != sound || facts.samplesSecond != 0) return;
+    const ByteSpan packet = Part(bytes, 0, BigEndian<std::uint16_t>(bytes, 4) + std::size_t{6});
+    facts.samplesSecond   = FindSamplingRate(sound, Part(packet, *header));
+}
+
 // Video and audio wherever their codes stand: those of video cannot occur in its data, and what is no frame
 // of audio is not taken for one.
 void ReadMpeg(ByteSpan bytes, KivStreamFacts& facts) {
@@ -274,12 +362,14 @@ void ReadMpeg(ByteSpan bytes, KivStreamFacts& facts) {
     EachStartCode(bytes, [&](std::size_t at, std::uint32_t code) {
         const bool isAudio = (code & 0xE0) == 0xC0;
         if (!hasVideo && code == kSequenceCode) hasVideo = TakeSequenceHeader(Part(bytes, at), facts);
-        if (!hasAudio && isAudio) hasAudio = TakeAudioPacket(Part(bytes, at), isTransport, facts);
+        // data of other sound may hold any code
+        const bool mayBeMpeg = facts.sound == kKivSound_Unknown || facts.sound == kKivSound_Mpeg;
+        if (!hasAudio && isAudio && mayBeMpeg)
+            hasAudio = TakeAudioPacket(Part(bytes, at), isTransport, facts);
         if (!isTransport) {
             hasPacks     = hasPacks || code == kPackCode;
             mayHaveAudio = mayHaveAudio || isAudio;
-            if (code == kPrivateStream1Code && facts.sound == kKivSound_Unknown)
-                facts.sound = SoundOfSubStream(Part(bytes, at));
+            if (code == kPrivateStream1Code) TakeSubStream(Part(bytes, at), facts);
         }
         return !hasVideo || !hasAudio;
     });

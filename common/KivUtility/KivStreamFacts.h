@@ -28,7 +28,7 @@ struct KivStreamFacts {
     KivSound      sound         = kKivSound_Unknown; // of the first audio stream
     unsigned long audioLayer    = 0;                 // MPEG audio: 1 to 3
     unsigned long audioFormat   = 0;                 // ASF: the wave format tag
-    unsigned long samplesSecond = 0;                 // sampling rate of MPEG audio or in ASF, in Hz
+    unsigned long samplesSecond = 0;                 // sampling rate of the sound, in Hz
     unsigned long leastPacket   = 0;                 // ASF: size of the data packets in bytes
     unsigned long mostPacket    = 0;
 

@@ -4,6 +4,7 @@
 #include "MpgConcatBytes.h"
 
 #include <algorithm>
+#include <utility>
 
 using namespace kiv::concat;
 using kiv::ByteSpan;
@@ -140,7 +141,8 @@ void CMpegStreamConcatenator::reset(int keepHeader) {
     m_pending.ClearBuffer();
     m_delivered = 0;
     m_inBuffer.ClearBuffer();
-    m_searched = 0;
+    m_searched          = 0;
+    m_remainderHasAudio = false;
     m_audioBuffer.ClearBuffer();
     m_ignoreAudioHeader = m_audioPackFound = m_dataPackFound = m_seqHeadFound = false;
     m_formatType                                                              = kKivFmt_Unknown;
@@ -454,7 +456,13 @@ void CMpegStreamConcatenator::TrimAudio(CKivDynaBuffer& data) {
     m_searched = 0;
     while (m_mp2Stage == kStageTrimming) {
         const StartCode begin = FindCode(bytes, taken, {kPack});
-        const StartCode end   = begin ? FindCode(bytes, std::max(begin.at + 1, searched), {kPack}) : begin;
+        StartCode       end;
+        if (begin) end.at = std::max(begin.at, searched - 1);
+        while (end) {
+            end = FindCode(bytes, end.at + 1, {kPack, kAudio});
+            if (!kAudio.Has(end.id)) break;
+            m_remainderHasAudio = true;
+        }
         if (!end) {
             const Index next = begin ? begin.at : std::max(taken, tail);
             m_counts.droppedEarly += static_cast<unsigned long long>(next - taken);
@@ -463,10 +471,14 @@ void CMpegStreamConcatenator::TrimAudio(CKivDynaBuffer& data) {
             break;
         }
         const ByteSpan whole = Part(bytes, begin.at, static_cast<std::size_t>(end.at - begin.at));
-        CKivDynaBuffer pack(whole.data(), static_cast<unsigned long>(whole.size()));
         m_counts.droppedEarly += static_cast<unsigned long long>(begin.at - taken);
-        if (CutAudio(pack, m_gop) == 0) m_mp2Stage = kStagePiping;
-        AppendPending(Bytes(pack));
+        if (std::exchange(m_remainderHasAudio, false)) {
+            CKivDynaBuffer pack(whole.data(), static_cast<unsigned long>(whole.size()));
+            if (CutAudio(pack, m_gop) == 0) m_mp2Stage = kStagePiping;
+            AppendPending(Bytes(pack));
+        } else {
+            AppendPending(whole);
+        }
         taken = end.at;
     }
     if (m_mp2Stage == kStagePiping) {

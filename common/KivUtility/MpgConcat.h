@@ -141,6 +141,7 @@ private:
     int            m_gopHasSeqHead = 0; // a sequence header stands in front of that group
     CKivDynaBuffer m_packRemainder;     // behind the last complete pack
     unsigned long  m_searched = 0;      // bytes of m_inBuffer or m_packRemainder that were searched in vain
+    bool m_remainderHasAudio  = false;  // among those of m_packRemainder stands an audio packet's code
 
     KivSpliceCounts m_counts;
 

@@ -29,8 +29,10 @@ int CMpegStreamConcatenator::AsfHeadAnalyse(CKivDynaBuffer& header) {
     const Index    bound = header.GetSize() - kGuidBytes;
     m_asfFlag            = 0;
     const auto find      = [&](Index from, const GUID& guid) {
+        const auto first = static_cast<std::uint8_t>(guid.Data1 & 0xFF);
         for (Index at = from; at < bound; ++at) {
-            if (GetAsfGuid(&bytes[static_cast<std::size_t>(at)]) == guid) return at;
+            at = static_cast<Index>(kiv::FindByte(bytes, static_cast<std::size_t>(at), first));
+            if (at < bound && GetAsfGuid(&bytes[static_cast<std::size_t>(at)]) == guid) return at;
         }
         return kNone;
     };

@@ -25,6 +25,7 @@ const Kind kKinds[] = {
     {"no-b.vob", "-c:v mpeg2video -bf 0 -b:v 400k -c:a mp2 -b:a 96k -f vob", 1, 16, 4},
     {"stream.ts", "-c:v mpeg2video -b:v 400k -c:a mp2 -b:a 96k -f mpegts", 1, 0, 0},
     {"sound.mp3", "-map 1 -c:a libmp3lame -b:a 96k -f mp3", 0, 0, 0}, // frames without times
+    {"pictures.264", "-map 0 -c:v libx264 -preset ultrafast", 0, 0, 0},
     {"media.asf", "-c:v msmpeg4v3 -b:v 400k -c:a wmav2 -b:a 96k -f asf", 1, 0, 0},
 };
 

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstring>
 #include <limits>
 #include <span>
 #include <stdexcept>
@@ -17,12 +18,19 @@ namespace {
 // What the concatenator gets at a time while it looks for a place to join: it looks within such a piece.
 constexpr std::size_t kBlockBytes = 1 << 18;
 
+// The same of a transport stream: where a piece begins with such a place, the rest of the piece is passed
+// over.
+constexpr std::size_t kTransportPiece = 7 * 188;
+
 // The most of a file that may wait in memory for a place to join.
 constexpr std::int64_t kMostWaiting = 1 << 20;
 
 // How much of the first file is searched for its stream header: a file may lack a part of it, and would be
 // searched to its end.
 constexpr std::size_t kHeaderSearched = 1 << 20;
+
+// The longest header of ASF that is taken: each seam repeats it.
+constexpr std::uint64_t kMostAsfHeader = 1 << 21;
 
 constexpr long kAll = std::numeric_limits<long>::max();
 
@@ -81,36 +89,55 @@ private:
     }
 };
 
-// The length of the header object that the bytes begin with, and of the fixed fields of the data object
-// behind it, without which no reader finds the packets. 0 where there is none.
-std::size_t AsfHeaderLength(std::span<const unsigned char> bytes) {
-    constexpr std::size_t kSizeAt = 16, kObjectBytes = 24, kDataObjectBytes = 50;
-    if (bytes.size() < kObjectBytes) return 0;
+// The header object that the file begins with, and the fixed fields of the data object behind it, without
+// which no reader finds the packets. Empty where they are not there.
+CKivDynaBuffer ReadAsfHeader(const SpliceInput& input, ByteSource& source) {
+    constexpr std::size_t      kSizeAt = 16, kObjectBytes = 24, kDataObjectBytes = 50;
+    std::vector<unsigned char> bytes(kObjectBytes);
+    if (source.Fill(bytes) < kObjectBytes) return {};
     std::uint64_t size = 0;
     for (std::size_t i = 8; i-- > 0;) size = size << 8 | bytes[kSizeAt + i];
-    return size <= bytes.size() - kObjectBytes
-               ? std::min(static_cast<std::size_t>(size) + kDataObjectBytes, bytes.size())
-               : 0;
+    if (size > input.bytes || size < kObjectBytes) return {};
+    if (size > kMostAsfHeader)
+        Refuse(input, "has a stream header of more than " + std::to_string(kMostAsfHeader) + " bytes");
+    bytes.resize(static_cast<std::size_t>(size) + kDataObjectBytes);
+    const std::size_t behind = source.Fill(std::span(bytes).subspan(kObjectBytes));
+    return {bytes.data(), static_cast<unsigned long>(kObjectBytes + behind)};
+}
+
+// What `kiv header` gives of the file.
+CKivDynaBuffer ReadProgramHeader(ByteSource& source) {
+    CKivDynaBuffer             header;
+    std::vector<unsigned char> start(kHeaderSearched + 1); // the reader of bits may touch a byte more
+    const std::size_t          size = source.Fill(std::span(start).first(kHeaderSearched));
+    CKivBitStream              stream;
+    CMObjMpgSystemParser       parser;
+    stream.SourceFromBuffer(start.data(), static_cast<int>(size));
+    parser.getHeader(&stream, &header);
+    return header;
 }
 
 // The first file's stream header, as a server keeps it; empty where the format has none.
 CKivDynaBuffer ReadHeader(const SpliceInput& input, const SpliceWay& way) {
-    CKivDynaBuffer header;
-    if (!HasStreamHeader(way)) return header;
-    ByteSource                 source(input.name);
-    std::vector<unsigned char> start(kHeaderSearched + 1); // the reader of bits may touch a byte more
-    const std::size_t          size = source.Fill(std::span(start).first(kHeaderSearched));
-    if (way.as == kKivFmt_Asf) {
-        header.SetBuffer(start.data(),
-                         static_cast<unsigned long>(AsfHeaderLength(std::span(start).first(size))));
-    } else {
-        CKivBitStream        stream;
-        CMObjMpgSystemParser parser;
-        stream.SourceFromBuffer(start.data(), static_cast<int>(size));
-        parser.getHeader(&stream, &header);
-    }
+    if (!HasStreamHeader(way)) return {};
+    ByteSource     source(input.name);
+    CKivDynaBuffer header = way.as == kKivFmt_Asf ? ReadAsfHeader(input, source) : ReadProgramHeader(source);
     if (header.GetSize() == 0 && !way.headerEachFile) Refuse(input, "has no stream header");
     return header;
+}
+
+// The length of the ID3v2 tag that the file begins with: a picture in it may look like sound. 0 where there
+// is none, or nothing behind it.
+std::uint64_t FrontTagBytes(const SpliceInput& input, const SpliceWay& way) {
+    constexpr std::size_t kHeaderBytes = 10, kFlagsAt = 5, kSizeAt = 6;
+    constexpr unsigned    kFooterFlag = 0x10;
+    unsigned char         bytes[kHeaderBytes];
+    ByteSource            source(input.name);
+    if (way.as != kKivFmt_Mp3 || source.Fill(bytes) < kHeaderBytes || std::memcmp(bytes, "ID3", 3) != 0)
+        return 0;
+    std::uint64_t size = (bytes[kFlagsAt] & kFooterFlag) != 0 ? 2 * kHeaderBytes : kHeaderBytes;
+    for (std::size_t i = 0; i < 4; ++i) size += std::uint64_t{bytes[kSizeAt + i] & 0x7FU} << (21 - 7 * i);
+    return size < input.bytes ? size : 0;
 }
 
 class Splicer {
@@ -120,13 +147,16 @@ public:
 
     template <class Show> SpliceAccount Add(const SpliceInput& input, Show show) {
         Begin();
+        m_tag = FrontTagBytes(input, m_way);
         ByteSource source(input.name);
         while (m_account.bytes < input.bytes) {
             const auto left = static_cast<std::size_t>(
                 std::min<std::uint64_t>(input.bytes - m_account.bytes, m_block.size()));
             const std::size_t got = source.Fill(std::span(m_block).first(left));
+            const auto        tag = static_cast<std::size_t>(
+                std::min<std::uint64_t>(m_tag - std::min(m_tag, m_account.bytes), got));
             m_account.bytes += got;
-            Feed(std::span(m_block).first(got));
+            Feed(std::span(m_block).first(got).subspan(tag));
             if (got < left) Refuse(input, "has become shorter while it was read");
             CheckProgress(input);
             show(m_account.bytes);
@@ -155,7 +185,8 @@ private:
     CMpegStreamConcatenator    m_concatenator;
     CKivDynaBuffer             m_data; // goes in with input and comes out with output
     FailedChecks               m_failedChecks;
-    SpliceAccount              m_account; // of the file under way
+    SpliceAccount              m_account;     // of the file under way
+    std::uint64_t              m_tag     = 0; // the bytes in front that the concatenator does not get
     bool                       m_isFirst = true;
 
     void Begin() {
@@ -170,14 +201,14 @@ private:
         m_isFirst = false;
     }
 
-    // All at once until something goes out, for the place to join is sought in what comes together; then what
-    // the next piece lacks, which passes through without being stored.
+    // All at once until something of the file goes out, for the place to join is sought in what comes
+    // together; then what the next piece lacks, which passes through without being stored.
     void Feed(std::span<const unsigned char> bytes) {
+        const bool isJoined = m_account.sent > m_account.counts.headerBytes + m_account.counts.audioBytes;
+        const std::size_t together = m_way.as == kKivFmt_Mpeg2Transport ? kTransportPiece : kBlockBytes;
         while (!bytes.empty()) {
-            const long        lacking = m_concatenator.CanPullData(m_chunk);
-            const std::size_t step =
-                m_account.sent == 0 ? bytes.size()
-                                    : std::min(bytes.size(), static_cast<std::size_t>(std::max(lacking, 1L)));
+            const auto lacking = static_cast<std::size_t>(std::max(m_concatenator.CanPullData(m_chunk), 1L));
+            const std::size_t step = std::min(bytes.size(), isJoined ? lacking : together);
             m_data.SetBuffer(bytes.data(), static_cast<unsigned long>(step));
             bytes = bytes.subspan(step);
             m_concatenator.PullData(m_data, m_chunk);
@@ -193,7 +224,7 @@ private:
     // A header that the concatenator cannot use does not go out, and a file without a place to join waits for
     // one in memory.
     void CheckProgress(const SpliceInput& input) {
-        m_account.counts = m_concatenator.GetSpliceCounts();
+        Count();
         if (m_account.sent != 0 && m_header.GetSize() != 0 && m_account.counts.headerBytes == 0)
             Refuse(input, "does not go with the first file's stream header");
         if (static_cast<std::int64_t>(m_account.Withheld()) > kMostWaiting + m_chunk)
@@ -201,25 +232,36 @@ private:
                               + " bytes");
     }
 
-    // What is pending, which is lost when the next file begins.
-    void Drain() {
-        const long pending = kAll - m_concatenator.CanPullData(kAll);
+    // What is pending, which is lost when the next file begins; at most so many bytes.
+    void Drain(long most = kAll) {
+        const long pending = std::min(Pending(), most);
         if (pending != 0) {
             m_data.ChopTail(0);
             m_concatenator.OutputData(m_data, pending);
             Deliver();
         }
+        Count();
+    }
+
+    long Pending() { return kAll - m_concatenator.CanPullData(kAll); }
+
+    void Count() {
         m_account.counts = m_concatenator.GetSpliceCounts();
+        m_account.counts.droppedEarly += m_tag;
     }
 
     // Where no audio has caught up with the video, a pack waits for the start of the next one: that of the
-    // file's last pack is made up here, and lost when the next file begins.
+    // file's last pack is made up here, and lost when the next file begins. Where audio catches up in that
+    // very pack, it is pending behind it.
     void ReleaseLastPack() {
         static constexpr unsigned char kPackStart[] = {0, 0, 1, 0xBA};
         if (m_way.as != kKivFmt_Mpeg2Program || m_account.Passed() == 0 || m_account.Withheld() == 0) return;
+        const auto withheld = static_cast<long>(m_account.Withheld());
         m_data.SetBuffer(kPackStart, sizeof kPackStart);
         m_concatenator.PullData(m_data, 0);
-        Drain();
+        Drain(withheld);
+        m_data.ChopTail(0);
+        m_concatenator.OutputData(m_data, Pending()); // and goes nowhere
     }
 
     void Deliver() {

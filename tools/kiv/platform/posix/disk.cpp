@@ -24,7 +24,11 @@ std::atomic<const char*> g_unfinished = nullptr;
 static_assert(std::atomic<const char*>::is_always_lock_free, "read by a signal's handler");
 
 void OnInterrupt(int signal) {
-    if (const char* path = g_unfinished) ::unlink(path);
+    static constexpr char kSaid[] = "kiv: interrupted; the output is as it was before\n";
+    if (const char* path = g_unfinished) {
+        ::unlink(path);
+        [[maybe_unused]] const ssize_t written = ::write(STDERR_FILENO, kSaid, sizeof kSaid - 1);
+    }
     std::signal(signal, SIG_DFL);
     ::raise(signal);
 }

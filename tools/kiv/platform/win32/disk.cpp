@@ -25,7 +25,12 @@ std::FILE* Open(const std::filesystem::path& path, DWORD disposition, std::error
 std::atomic<const std::filesystem::path*> g_unfinished = nullptr;
 
 BOOL WINAPI OnInterrupt(DWORD /*event*/) {
-    if (const std::filesystem::path* path = g_unfinished) ::DeleteFileW(path->c_str());
+    static constexpr char kSaid[] = "kiv: interrupted; the output is as it was before\n";
+    if (const std::filesystem::path* path = g_unfinished) {
+        DWORD written = 0;
+        ::DeleteFileW(path->c_str());
+        ::WriteFile(::GetStdHandle(STD_ERROR_HANDLE), kSaid, sizeof kSaid - 1, &written, nullptr);
+    }
     return FALSE; // the next handler, the system's, ends the program
 }
 
