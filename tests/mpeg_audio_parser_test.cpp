@@ -143,6 +143,12 @@ TEST(MpegAudioParser, FindsTheFramesAmongTagsJunkAndDamage) {
     // a lone header in the damage is no frame, nor is one of another stream; one whose header was hit is lost
     EXPECT_EQ(Identify(audio, most, kMp3.Header(), most, kLayer2.Frames(5), junk, one), MediaAs(kMp3, 13));
     EXPECT_EQ(Identify(With(audio, 5 * kMp3.Size() + 1, {0}), audio), MediaAs(kMp3, 23));
+    // a stream of another kind that lasts is one that was joined
+    for (const Bytes& between : {Bytes(), junk, footed}) {
+        const Media joined = Identify(audio, between, kLayer2.Frames(12), audio, kLayer2.Frames(3));
+        EXPECT_EQ(joined.frames, 39U);
+        EXPECT_NEAR(joined.seconds, MediaAs(kMp3, 24).seconds + MediaAs(kLayer2, 15).seconds, 0.001);
+    }
 }
 
 // 40 frames that claim to be 41: believed while the bytes agree, so that one sees what was believed.

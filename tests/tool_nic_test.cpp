@@ -72,13 +72,15 @@ TEST_F(ToolNic, WritesNothingThatIsNotValidAndSaysWhy) {
                 {2, "no IPv4 address", {"10.0.0.256"}, ""},
                 {2, "no IPv4 address", {"010.0.0.1"}, ""},
                 {2, "", {"10.0.0.1", "--bandwidth", "4294967296"}, ""},
+                {2, "no decimal number", {"10.0.0.1", "--bandwidth", "0x100"}, ""},
                 {2, "", {"10.0.0.1", "--enable", "--disable"}, ""},
                 {2, "", {"10.0.0.1", "--from", "x"}, ""},
                 {2, "", {}, ""},
                 {2, "one interface more", from, many},
                 {1, "no interface is enabled", from, ""},
                 {2, "given twice", from, good + good},
-                {2, "another name", from, good + R"({"ipAddress": "10.0.0.2", "groupName": "x"})"},
+                {2, "another name", from,
+                 R"({"ipAddress": "10.0.0.1", "groupName": "y"}{"ipAddress": "10.0.0.2", "groupName": "x"})"},
                 {2, "ipAddress", from, R"({"bandwidth": 10})"},
                 {2, "ipAddress", from, R"({"ipAddress": "localhost"})"},
                 {2, "bandwidth", from, R"({"ipAddress": "10.0.0.1", "bandwidth": 4294967296})"},
@@ -88,6 +90,15 @@ TEST_F(ToolNic, WritesNothingThatIsNotValidAndSaysWhy) {
     for (const auto& row : rows)
         ExpectComplaint(Nic(Joined({"set"}, row.words), File(row.file)), row.status, row.reason);
     EXPECT_EQ(Nic({"show", "--json"}).out, before);
+
+    const std::string marked =
+        "\xEF\xBB\xBF" + good + R"({"ipAddress": "10.0.0.2", "bandwidth": 10, "groupName": "x"})";
+    EXPECT_EQ(Nic(Joined({"set"}, from), File(marked)).status, 0);
+    EXPECT_EQ(Nic({"set", "10.0.0.1", "--bandwidth", "0100"}).status, 0);
+    const auto nics = Nic({"show", "--json"}).Objects();
+    const auto one =
+        std::ranges::find_if(nics, [](const auto& nic) { return nic["ipAddress"] == "10.0.0.1"; });
+    EXPECT_TRUE(one != nics.end() && (*one)["bandwidth"] == 100 && (*one)["groupName"] == "x") << marked;
 }
 
 TEST_F(ToolNic, VerifyNamesTheFaultOfEachAddress) {

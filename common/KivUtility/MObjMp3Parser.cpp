@@ -168,8 +168,11 @@ std::optional<FirstFrame> FindFirstFrame(StreamReader& reader) {
     return FirstFrame{first, *frame};
 }
 
+double SecondsOf(const AudioFrame& frame) { return 1.0 * frame.samples / frame.sampleRate; }
+
 struct Totals {
     std::uint64_t frames  = 0;     // of audio
+    double        seconds = 0;     // that these play
     std::uint64_t bytes   = 0;     // of these
     std::uint32_t bitRate = 0;     // that all have; 0 where they differ
     bool          cut     = false; // the last frame, by the file's end
@@ -188,7 +191,9 @@ std::optional<Totals> ReadTotals(StreamReader& reader, const FirstFrame& first, 
     if (information->bytes < audioBytes || information->bytes > reader.Size() - first.at) return std::nullopt;
     const double average = static_cast<double>(audioBytes) / information->frames;
     if (!IsPossibleFrameSize(first.frame, average)) return std::nullopt;
-    Totals totals{.frames = information->frames, .bytes = audioBytes};
+    Totals totals{.frames  = information->frames,
+                  .seconds = information->frames * SecondsOf(first.frame),
+                  .bytes   = audioBytes};
     if (!information->isConstantBitRate) return totals;
 
     // an information frame has what size it needs: the frames behind have the bit rate
@@ -201,28 +206,35 @@ std::optional<Totals> ReadTotals(StreamReader& reader, const FirstFrame& first, 
     return totals;
 }
 
+// Where the counting goes on from a place at which no frame of `stream` stands: at the next that another one,
+// or the end, follows, or at the beginning of another stream, as in files that were joined.
+std::uint64_t FindNextFrame(StreamReader& reader, const AudioFrame& stream, std::uint64_t from,
+                            std::uint64_t end) {
+    return FindSync(reader, from, end, end, BytesOfHeaders(kHeadersAfterJunk), [&](ByteSpan bytes) {
+        const auto frame = ReadAudioFrame(bytes);
+        if (!frame || frame->sizeBytes > bytes.size()) return false;
+        if (!IsSameAudioStream(*frame, stream)) return IsAudioAfterJunk(bytes);
+        const auto next = ReadAudioFrame(bytes.subspan(frame->sizeBytes));
+        return next ? IsSameAudioStream(*next, stream) : frame->sizeBytes == bytes.size();
+    });
+}
+
 // Counts every frame, over damage too; a frame that `end` cuts counts, as decoders play it.
 Totals CountFrames(StreamReader& reader, const FirstFrame& first, std::uint64_t end) {
-    constexpr std::size_t kLook          = kMostAudioFrameBytes + kAudioHeaderBytes;
-    const auto            isNextInStream = [&](ByteSpan bytes) {
-        const auto frame = ReadAudioFrame(bytes);
-        if (!frame || !IsSameAudioStream(*frame, first.frame) || frame->sizeBytes > bytes.size())
-            return false;
-        const auto next = ReadAudioFrame(bytes.subspan(frame->sizeBytes));
-        return next ? IsSameAudioStream(*next, first.frame) : frame->sizeBytes == bytes.size();
-    };
-
-    Totals totals;
+    Totals     totals;
+    AudioFrame stream = first.frame;
     for (std::uint64_t at = first.at; at < end;) {
         const ByteSpan bytes = BytesBefore(reader, end, at, kAudioInformationBytes);
         const auto     frame = ReadAudioFrame(bytes);
-        if (!frame || !IsSameAudioStream(*frame, first.frame)) {
-            at = FindSync(reader, at + 1, end, end, kLook, isNextInStream);
+        if (!frame || !IsSameAudioStream(*frame, stream)) {
+            at     = FindNextFrame(reader, stream, at, end);
+            stream = ReadAudioFrame(BytesBefore(reader, end, at, kAudioHeaderBytes)).value_or(stream);
             continue;
         }
         if (!ReadAudioInformation(bytes, *frame)) {
             totals.bitRate = totals.frames == 0 || totals.bitRate == frame->bitRate ? frame->bitRate : 0;
             totals.bytes += std::min<std::uint64_t>(frame->sizeBytes, end - at);
+            totals.seconds += SecondsOf(*frame);
             ++totals.frames;
         }
         totals.cut = frame->sizeBytes > end - at && end == reader.Size();
@@ -241,15 +253,14 @@ Kiv_MEDIA_FORMAT_TYPE CMObjMp3Parser::ParseBitStream(CKivBitStream* stream, int 
 
     ClearMeasures();
     if (!first) return m_mediaType;
-    const std::uint64_t end     = StartOfBackTags(reader, first->at);
-    const auto          told    = ReadTotals(reader, *first, end);
-    const Totals        totals  = told ? *told : CountFrames(reader, *first, end);
-    const double        frames  = static_cast<double>(totals.frames);
-    const double        seconds = frames * first->frame.samples / first->frame.sampleRate;
-    const double        average = frames > 0 ? static_cast<double>(totals.bytes) * 8 / seconds : 0;
-    const auto          origin  = told ? kKivOrigin_Declared : kKivOrigin_Counted;
-    const double        bitRate = totals.bitRate != 0 ? totals.bitRate : average;
-    SetMeasures({frames, origin}, {seconds, origin}, {bitRate, origin});
+    const std::uint64_t end    = StartOfBackTags(reader, first->at);
+    const auto          told   = ReadTotals(reader, *first, end);
+    const Totals        totals = told ? *told : CountFrames(reader, *first, end);
+    const double        frames = static_cast<double>(totals.frames);
+    const double average = totals.frames > 0 ? static_cast<double>(totals.bytes) * 8 / totals.seconds : 0;
+    const auto   origin  = told ? kKivOrigin_Declared : kKivOrigin_Counted;
+    const double bitRate = totals.bitRate != 0 ? totals.bitRate : average;
+    SetMeasures({frames, origin}, {totals.seconds, origin}, {bitRate, origin});
     m_truncated = totals.cut;
     return m_mediaType;
 }

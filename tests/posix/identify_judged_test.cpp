@@ -77,7 +77,28 @@ double Number(const nlohmann::json& object, const char* name) {
     return object.contains(name) ? std::atof(object[name].get<std::string>().c_str()) : 0;
 }
 
-using MeasuredFiles = FfmpegTest;
+class MeasuredFiles : public FfmpegTest {
+protected:
+    // made: the seconds that a file was made for, where it carries no times and the other program guesses.
+    void ExpectSameMeasures(const nlohmann::json& told, const std::string& file, double made = 0) const {
+        const auto probed =
+            nlohmann::json::parse(Probed(file, "-of json -count_packets -show_entries "
+                                               "stream=codec_type,nb_read_packets:format=duration"));
+        const double seconds   = made != 0 ? made : Number(probed["format"], "duration");
+        double       frames[2] = {}, longest = 0; // of sound and of pictures; the frame that lasts longest
+        for (const auto& stream : probed["streams"]) {
+            double& counted = frames[stream["codec_type"] == "video"];
+            if (counted == 0) counted = Number(stream, "nb_read_packets");
+            longest = std::max(longest, seconds / Number(stream, "nb_read_packets"));
+        }
+        // an encoder of sound begins with a frame or two of its own
+        if (frames[1] == 0) longest *= 2;
+        EXPECT_NEAR(told["duration"].get<double>(), seconds, std::max(longest, seconds / 1000));
+        EXPECT_EQ(told["frames"], frames[1] != 0 ? frames[1] : frames[0]);
+        const double bitRate = static_cast<double>(fs::file_size(file)) * 8 / seconds;
+        EXPECT_NEAR(told["bit_rate"].get<double>(), bitRate, bitRate * 0.05);
+    }
+};
 
 TEST_F(MeasuredFiles, AreAsLongAndHaveAsManyFramesAsAnotherProgramCountsOrTellThatTheyWereCut) {
     Arguments arguments = {"identify", "--json"};
@@ -96,26 +117,29 @@ TEST_F(MeasuredFiles, AreAsLongAndHaveAsManyFramesAsAnotherProgramCountsOrTellTh
         EXPECT_EQ(told["origin"]["frames"], std::string(kind.framesOrigin));
         EXPECT_EQ(told["truncated"], kind.percent < 100);
         if (kind.percent < 100) continue;
-        const std::string file = m_folder.Path(kind.name);
-        const auto        probed =
-            nlohmann::json::parse(Probed(file, "-of json -count_packets -show_entries "
-                                               "stream=codec_type,nb_read_packets:format=duration"));
-        double frames[2] = {}, longest = 0; // of sound and of pictures; the frame that lasts longest
-        double seconds = Number(probed["format"], "duration");
-        // what carries no times plays as long as it was made; the other program guesses
-        if (kind.durationOrigin == std::string("counted")) seconds = kind.seconds;
-        for (const auto& stream : probed["streams"]) {
-            double& counted = frames[stream["codec_type"] == "video"];
-            if (counted == 0) counted = Number(stream, "nb_read_packets");
-            longest = std::max(longest, seconds / Number(stream, "nb_read_packets"));
-        }
-        // an encoder of sound begins with a frame or two of its own
-        if (frames[1] == 0) longest *= 2;
-        EXPECT_NEAR(told["duration"].get<double>(), seconds, std::max(longest, seconds / 1000));
-        EXPECT_EQ(told["frames"], frames[1] != 0 ? frames[1] : frames[0]);
-        const double bitRate = static_cast<double>(fs::file_size(file)) * 8 / seconds;
-        EXPECT_NEAR(told["bit_rate"].get<double>(), bitRate, bitRate * 0.05);
+        const bool guessed = kind.durationOrigin == std::string("counted");
+        ExpectSameMeasures(told, m_folder.Path(kind.name), guessed ? kind.seconds : 0);
     }
+}
+
+// The samples of five seconds and 25 pictures a second that have groups of pictures are measured by the rule
+// that docs/formats.md tells: whole seconds and the last group, at 29.97 pictures a second.
+TEST_F(MeasuredFiles, AmongTheSamplesAreMeasuredAlikeOrByTheRule) {
+    const auto objects  = RunTool({"identify", "--json", "-r", KIV_SAMPLES_DIR}).Objects();
+    int        compared = 0;
+    for (const auto& told : objects) {
+        SCOPED_TRACE(told.dump());
+        const int format = told["format"];
+        if (told["truncated"] || told["origin"]["duration"] == "none") continue;
+        ++compared;
+        if (format <= 4 || format == 12 || format == 13) {
+            EXPECT_NEAR(told["duration"].get<double>(), 5, 1.5);
+            EXPECT_NEAR(told["frames"].get<double>(), told["duration"].get<double>() * 29.97, 1);
+        } else if (told["origin"]["duration"] != "counted") {
+            ExpectSameMeasures(told, told["path"]);
+        }
+    }
+    EXPECT_EQ(compared, 27);
 }
 
 } // namespace

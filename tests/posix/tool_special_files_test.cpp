@@ -2,7 +2,12 @@
 #include "media.h"
 #include "tool_run.h"
 
+#include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
+
+#include <spawn.h>
+#include <unistd.h>
 
 namespace {
 
@@ -20,6 +25,46 @@ TEST(ToolSpecialFiles, EachGetOneLineAndStopNothing) {
     for (std::size_t i = 0; const char* reason : {"a device", "a FIFO", "No such file"})
         EXPECT_NE(objects.at(i++).value("error", "").find(reason), std::string::npos) << reason;
     EXPECT_EQ(objects.at(3)["recognised"], true);
+}
+
+// The most memory that `kiv identify` takes for the files, in bytes; 0 where it does not end as it should.
+std::uint64_t MemoryToIdentify(const TempFolder& folder) {
+    const std::string name    = folder.Path("");
+    const char* const words[] = {KIV_TOOL, "identify", "--json", "-r", name.c_str(), nullptr};
+    pid_t             child   = 0;
+    int               status  = 0;
+    rusage            used{};
+    if (::posix_spawn(&child, KIV_TOOL, nullptr, nullptr, const_cast<char**>(words), environ) != 0) return 0;
+    if (::wait4(child, &status, 0, &used) != child || !WIFEXITED(status) || WEXITSTATUS(status) > 1) return 0;
+    return static_cast<std::uint64_t>(used.ru_maxrss) * 1024;
+}
+
+// Nothing that a file claims or seems to hold costs memory, and none of it is read for ever.
+TEST(ToolSpecialFiles, AsLargeAndAsHollowAsTheyMayBeTakeLittleMemory) {
+    constexpr std::uintmax_t kGiB = std::uintmax_t{1} << 30;
+    const TempFolder         folder;
+    for (const char* name : {"a.mpg", "a.vob", "a.ts", "a.mp3", "a.avi", "a.asf", "a.wmv", "a.rm", "a.mov",
+                             "a.mp4", "a.264", "a.dat", "a"})
+        fs::resize_file(folder.Write(name, {}), kGiB);
+    fs::resize_file(folder.Write("tag.mp3", Join({Text("ID3"), {4, 0, 0, 0x7F, 0x7F, 0x7F, 0x7F}})), kGiB);
+    const auto atom = [](const char* type, const Bytes& content, unsigned more = 0) {
+        return Join({Big(content.size() + 8 + more), Text(type), content});
+    };
+    // a table of sample sizes with 2^30 entries
+    const Bytes sizes = atom("stsz", Join({Bytes(8), Big(1U << 30)}), 1U << 31);
+    const Bytes media = atom("mdia",
+                             Join({atom("hdlr", Join({Bytes(8), Text("vide"), Bytes(12)})),
+                                   atom("minf", atom("stbl", sizes, 1U << 31), 1U << 31)}),
+                             1U << 31);
+    const Bytes movie = atom("moov", atom("trak", media, 1U << 31), 1U << 31);
+    for (const std::uintmax_t size : {std::uintmax_t{321}, 4 * kGiB})
+        fs::resize_file(
+            folder.Write(std::to_string(size) + ".mp4", Join({atom("ftyp", Text("isom")), movie})), size);
+    const std::uint64_t memory = MemoryToIdentify(folder);
+    EXPECT_GT(memory, 0U);
+#if !defined(KIV_SANITIZED)
+    EXPECT_LE(memory, 16U << 20);
+#endif
 }
 
 TEST(ToolNames, OfAnyBytesBreakNeitherTableNorJson) {

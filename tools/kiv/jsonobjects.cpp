@@ -85,8 +85,16 @@ int JsonObjects::PeekBehindSpace() {
     return Peek();
 }
 
+// Some editors put one in front of UTF-8.
+void JsonObjects::SkipByteOrderMark() {
+    if (Peek() != 0xEF) return;
+    for (const int byte : {0xEF, 0xBB, 0xBF})
+        if (Peek() == byte) Take();
+}
+
 // Goes to where the next object should begin; false at the end of the input.
 bool JsonObjects::GoToObject() {
+    if (m_number == 1) SkipByteOrderMark();
     const int next = PeekBehindSpace();
     if (m_number == 1 && next == '[') return EnterArray();
     return m_isArray ? GoToElement() : next != kEnd;

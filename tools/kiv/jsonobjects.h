@@ -44,6 +44,7 @@ private:
     int            Peek();
     int            Take();
     int            PeekBehindSpace();
+    void           SkipByteOrderMark();
     bool           GoToObject();
     bool           EnterArray();
     bool           GoToElement();

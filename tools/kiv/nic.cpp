@@ -73,7 +73,8 @@ std::vector<Interface> HostInterfaces() {
 // Those of the host, then those that are only configured.
 std::vector<Interface> AllInterfaces() {
     const CKivRegistryTransaction oneMoment(kKivRegistry_Read);
-    std::vector<Interface>        all = HostInterfaces();
+    if (oneMoment.IsOpen() == 0) throw std::runtime_error("the registry cannot be read");
+    std::vector<Interface> all = HostInterfaces();
     for (const NicInfo& nic : Configured()) {
         const auto isIt = [&](const Interface& each) { return each.nic.ipAddress == nic.ipAddress; };
         if (std::ranges::none_of(all, isIt)) all.push_back({nic, false, true});
@@ -297,7 +298,8 @@ std::optional<NicInfo> NicFromJson(const nlohmann::json& object) {
 // What two records cannot both say.
 std::string Contradiction(const NicInfo& one, const NicInfo& other) {
     if (one.ipAddress == other.ipAddress) return "the address is given twice";
-    if (one.groupId == other.groupId && one.groupName != other.groupName)
+    const bool areNamed = one.groupName != "" && other.groupName != "";
+    if (one.groupId == other.groupId && areNamed && one.groupName != other.groupName)
         return "group " + std::to_string(one.groupId) + " has another name before";
     return {};
 }
@@ -321,6 +323,9 @@ int SetWhole(const std::string& file) {
             objects.Fail(error.what());
         }
     }
+    const std::vector<NicInfo> given = nics;
+    for (const NicInfo& nic : given)
+        if (nic.groupName != "") NameGroup(nics, nic.groupId, nic.groupName);
     return Write(nics);
 }
 
@@ -353,6 +358,14 @@ Exit status: 0 done, 1 the configuration would not be valid, 2 it could not be d
 Examples:
   kiv nic set 192.0.2.10 --bandwidth 1000000 --utilization 60 --enable --group 1 --group-name Hall
   kiv nic set --from interfaces.json)";
+
+// Decimal, and nothing else: what is meant by zeros in front depends on whom one asks.
+std::string MakeDecimal(std::string& text) {
+    const bool areDigits = std::ranges::all_of(text, [](char c) { return c >= '0' && c <= '9'; });
+    if (text.empty() || !areDigits) return text + " is no decimal number";
+    text.erase(0, std::min(text.find_first_not_of('0'), text.size() - 1));
+    return {};
+}
 
 } // namespace
 
@@ -388,10 +401,12 @@ void AddNicCommand(CLI::App& app, int& exitStatus) {
     CLI::Option* from =
         set->add_option("--from", changes->from, "The whole configuration; standard input when it is -")
             ->type_name("FILE");
-    set->add_option("--bandwidth", changes->bandwidth, "kbit/s, 10 or more")->type_name("N");
-    set->add_option("--utilization", changes->utilization, "Percent of it that streams may use, 0 to 100")
-        ->type_name("N");
-    set->add_option("--group", changes->groupId, "Number of its group")->type_name("ID");
+    const auto number = [&](const char* name, std::optional<std::uint32_t>& into, const char* what) {
+        set->add_option(name, into, what)->type_name("N")->transform(CLI::Validator(MakeDecimal, ""));
+    };
+    number("--bandwidth", changes->bandwidth, "kbit/s, 10 or more");
+    number("--utilization", changes->utilization, "Percent of it that streams may use, 0 to 100");
+    number("--group", changes->groupId, "Number of its group");
     set->add_option("--group-name", changes->groupName, "Name of its group, for all interfaces in it")
         ->type_name("NAME");
     CLI::Option* enable = set->add_flag("--enable", changes->enable, "Streams may go through it");

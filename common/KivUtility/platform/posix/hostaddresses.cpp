@@ -33,7 +33,9 @@ std::optional<Address> AddressOf(const ifaddrs& entry) {
     std::memcpy(&address, entry.ifa_addr, sizeof address);
     char text[INET_ADDRSTRLEN] = "";
     if (::inet_ntop(AF_INET, &address.sin_addr, text, sizeof text) == nullptr) return std::nullopt;
-    return Address{(entry.ifa_flags & IFF_LOOPBACK) != 0, ::if_nametoindex(entry.ifa_name), text};
+    // by the address: a cluster's shared one may be the loopback interface's
+    const bool isLoopback = ntohl(address.sin_addr.s_addr) >> IN_CLASSA_NSHIFT == IN_LOOPBACKNET;
+    return Address{isLoopback, ::if_nametoindex(entry.ifa_name), text};
 }
 
 } // namespace
