@@ -176,7 +176,7 @@ constexpr StreamType kStreamTypes[] = {
 struct RateCode {
     KivSound                      sound;
     std::uint32_t                 sync, syncMask; // the first four bytes of a frame
-    std::size_t                   at;             // the code's byte
+    std::uint32_t                 at;             // the code's byte
     unsigned                      shift;          // of the code in it
     std::array<std::uint32_t, 16> rates;          // in Hz, 0 where a code is none
 };

@@ -109,9 +109,10 @@ TEST(ToolOutput, ReplacesAFileWholeOrNotAtAll) {
         fs::permissions(file, fs::perms{0640});
         fs::create_symlink("file", link);
         fs::create_hard_link(file, folder.Path("old"));
-        const std::string words =
-            "'" KIV_TOOL "' " + command + " '" + kFilm + "' -o '" + link + "' 2> /dev/null";
-        EXPECT_EQ(std::system(("ulimit -f 0; " + words).c_str()) >> 8, 2) << command;
+        std::string words = "ulimit -f 0; '" KIV_TOOL "' ";
+        words.append(command).append(" '").append(kFilm).append("' -o '").append(link).append(
+            "' 2> /dev/null");
+        EXPECT_EQ(std::system(words.c_str()) >> 8, 2) << command;
         EXPECT_EQ(ReadWholeFile(file), Bytes{1});
         EXPECT_EQ(RunTool({command, kFilm, "-o", link}).status, 0);
         EXPECT_GT(fs::file_size(file), 1U);
